@@ -1,0 +1,27 @@
+#!/bin/sh
+# Installs the Debian packages that building and testing need, only when one is missing, so that
+# repeated runs on a prepared machine neither need root nor touch the network.
+set -eu
+
+packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev ccache"
+
+missing=""
+for p in $packages; do
+    if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+        missing="$missing $p"
+    fi
+done
+[ -z "$missing" ] && exit 0
+
+if [ "$(id -u)" -eq 0 ]; then
+    sudo=""
+elif command -v sudo >/dev/null 2>&1; then
+    sudo="sudo"
+else
+    echo "deps.sh: missing packages:$missing (run as root to install them)" >&2
+    exit 1
+fi
+echo "Installing:$missing" >&2
+$sudo env DEBIAN_FRONTEND=noninteractive apt-get update -qq
+# shellcheck disable=SC2086
+$sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null

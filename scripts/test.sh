@@ -1,0 +1,27 @@
+#!/bin/sh
+# Builds and runs every test on both architectures under AddressSanitizer and
+# UndefinedBehaviorSanitizer, then the concurrency tests under ThreadSanitizer (x86_64 only; the
+# toolchain has no 32-bit ThreadSanitizer). Installs what it needs first.
+# Extra arguments go to ctest, e.g.: scripts/test.sh -R StringBase
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+"$root/scripts/deps.sh"
+
+# Out-of-memory paths are tested, so allocators must return null instead of aborting.
+export ASAN_OPTIONS="allocator_may_return_null=1:detect_leaks=1:abort_on_error=0"
+export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
+jobs=$(nproc 2>/dev/null || echo 2)
+
+for arch in i386 x86_64; do
+    echo "== $arch: build (AddressSanitizer, UndefinedBehaviorSanitizer)"
+    "$root/scripts/build.sh" "$arch-asan" "$arch" "address,undefined" -DKA_BUILD_BENCH=$([ "$arch" = x86_64 ] && echo ON || echo OFF)
+    echo "== $arch: test"
+    ctest --test-dir "$root/build/$arch-asan" --output-on-failure -j "$jobs" "$@"
+done
+
+echo "== x86_64: build (ThreadSanitizer)"
+"$root/scripts/build.sh" x86_64-tsan x86_64 thread
+echo "== x86_64: concurrency tests (ThreadSanitizer)"
+ctest --test-dir "$root/build/x86_64-tsan" --output-on-failure -j "$jobs" -L concurrency --no-tests=ignore "$@"
+echo "== all tests passed"

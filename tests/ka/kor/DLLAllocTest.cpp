@@ -1,0 +1,43 @@
+#include "ka/kor/DLLAlloc.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <new>
+
+namespace {
+
+using namespace ka::kor;
+
+TEST(DLLAlloc, MallocAndReallocKeepContents) {
+    auto* p = static_cast<unsigned char*>(DLLMalloc(16));
+    for (int i = 0; i < 16; ++i)
+        p[i] = static_cast<unsigned char>(i);
+    p = static_cast<unsigned char*>(DLLRealloc(p, 4096));
+    for (int i = 0; i < 16; ++i)
+        EXPECT_EQ(i, p[i]);
+    DLLFree(p);
+    DLLFree(nullptr);
+}
+
+TEST(DLLAlloc, ExhaustionThrowsOnlyFromTheThrowingForms) {
+    // A request of nearly 4 GiB can only be refused reliably in a 32-bit address space.
+    if (sizeof(void*) != 4) {
+        GTEST_SKIP() << "a 4 GiB request may succeed on a 64-bit host";
+    }
+    const unsigned int huge = 0xFFFFFFF0u;
+    EXPECT_EQ(nullptr, DLLMallocNoThrow(huge));
+    EXPECT_THROW(DLLMalloc(huge), std::bad_alloc);
+    void* p = DLLMalloc(8);
+    EXPECT_EQ(nullptr, DLLReallocNoThrow(p, huge));  // p stays valid
+    EXPECT_THROW(DLLRealloc(p, huge), std::bad_alloc);
+    // realloc to 0 frees the block; a null result is not a failure.
+    EXPECT_NO_THROW(DLLRealloc(p, 0));
+}
+
+TEST(DLLAlloc, MakeDLLMallocThrowIsInert) {
+    EXPECT_FALSE(MakeDLLMallocThrow(true));
+    EXPECT_FALSE(MakeDLLMallocThrow(false));
+}
+
+}  // namespace

@@ -1,0 +1,31 @@
+// Subcommands of katag. Each takes the arguments after its name, writes its report to out and
+// returns the process exit status; a usage error throws UsageError.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace katag {
+
+typedef std::vector<std::string> Args;
+
+// A command line that cannot be understood; main() prints its text on one line and exits with 2.
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+int QualityCommand(const Args& args, std::ostream& out);
+int ErrorCommand(const Args& args, std::ostream& out);
+
+// Parses a 32-bit word written in hex ("0x41") or decimal ("65", or "-2147467259" for a code the
+// host shows as signed); throws UsageError naming what for anything else.
+std::uint32_t ParseWord(const std::string& text, const char* what);
+
+// "0x8BBB0006 (-1950679034)": a code as the host shows it, in hex and as a signed number.
+std::string FormatCode(std::uint32_t code);
+
+}  // namespace katag

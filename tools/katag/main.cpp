@@ -1,0 +1,54 @@
+// katag: the command-line face of the library. Subcommands that look into the library's codes
+// today; reading, writing and monitoring live items as the library grows.
+
+#include <cstring>
+#include <iostream>
+
+#include "Commands.h"
+
+namespace {
+
+const char kUsage[] =
+    "usage: katag COMMAND [ARGS]\n"
+    "commands:\n"
+    "  quality WORD   what a quality word means: its conditions, good/warning/error, host code\n"
+    "  error CODE     which exception classes report a host error code, with their texts\n";
+
+struct Command {
+    const char* name;
+    int (*run)(const katag::Args&, std::ostream&);
+};
+
+const Command kCommands[] = {
+    {"quality", katag::QualityCommand},
+    {"error", katag::ErrorCommand},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::cerr << "katag: missing command (try katag help)\n";
+        return 2;
+    }
+    if (std::strcmp(argv[1], "help") == 0 || std::strcmp(argv[1], "--help") == 0 ||
+        std::strcmp(argv[1], "-h") == 0) {
+        std::cout << kUsage;
+        return 0;
+    }
+    for (const Command& c : kCommands) {
+        if (std::strcmp(argv[1], c.name) == 0) {
+            try {
+                return c.run(katag::Args(argv + 2, argv + argc), std::cout);
+            } catch (const katag::UsageError& e) {
+                std::cerr << "katag " << c.name << ": " << e.what() << '\n';
+                return 2;
+            } catch (const std::exception& e) {
+                std::cerr << "katag " << c.name << ": " << e.what() << '\n';
+                return 1;
+            }
+        }
+    }
+    std::cerr << "katag: unknown command '" << argv[1] << "' (try katag help)\n";
+    return 2;
+}
