@@ -125,8 +125,9 @@ class RefnumMap {
         }
 
         // True when index names an occupied slot; false for free slots and any index beyond.
+        // links[index] == index + 1 (no wrap below capacity) also rules out the end-of-list 0.
         bool indexHasData(std::uint32_t index) const noexcept {
-            return index < capacity_ && links_[index] != 0 && links_[index] - 1 == index;
+            return index < capacity_ && links_[index] == index + 1;
         }
 
         // Frees the slot of refnum and returns the value it held (left in the slot as it was);
