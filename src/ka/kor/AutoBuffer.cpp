@@ -151,6 +151,13 @@ void AutoBuffer::Append(const unsigned char* p, std::uint32_t n) {
     if (n == 0) {
         return;
     }
+    AutoBufferGuts* const guts = guts_;
+    if (guts != nullptr && guts->capacity - guts->length() >= n && !(guts->refCount > 1)) {
+        // Private with room: the block stays where it is, so p needs no translation.
+        std::memmove(guts->end, p, n);
+        guts->end += n;
+        return;
+    }
     const std::int64_t self = offsetInBlock(p);
     makePrivate(true);
     const std::uint64_t newLength = std::uint64_t{guts_->length()} + n;
