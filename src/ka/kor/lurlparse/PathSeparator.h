@@ -4,6 +4,8 @@
 // char; their tables hold the same characters.
 #pragma once
 
+#include <type_traits>
+
 namespace ka {
 namespace kor {
 namespace lurlparse {
@@ -37,24 +39,62 @@ constexpr bool IsAccepted(int status) {
 // numbers that are not statuses.
 const char* GetParseStatusText(int status);
 
+namespace detail {
+
+// Membership of the ASCII characters of a zero-terminated table, built at compile time so that
+// classifying a character costs one comparison and a shift instead of a scan of the table.
+struct AsciiSet {
+    unsigned long long low;   // characters 0-63
+    unsigned long long high;  // characters 64-127
+
+    template <typename C>
+    static constexpr AsciiSet Of(const C* table) {
+        AsciiSet set{0, 0};
+        for (; *table != C(); ++table) {
+            const unsigned long long c = static_cast<unsigned long long>(*table);
+            if (c < 64) {
+                set.low |= 1ull << c;
+            } else {
+                set.high |= 1ull << (c - 64);
+            }
+        }
+        return set;
+    }
+
+    template <typename C>
+    constexpr bool contains(C c) const {
+        const unsigned long long u = static_cast<typename std::make_unsigned<C>::type>(c);
+        return u < 64 ? (low >> u) & 1 : (u < 128 && ((high >> (u - 64)) & 1));
+    }
+};
+
+}  // namespace detail
+
 template <typename C>
 class PathSeparator {
   public:
-    // Each table is zero-terminated.
-    static const C slashes_[2];     // the only separator between machine, process and path
-    static const C dots_[2];        // second path separator; local-machine and parent mark
-    static const C quote_[2];       // opens and closes a quoted component
-    static const C special_[6];     // may not stand unquoted in a process or path component
-    static const C badMachine_[9];  // may not stand in a machine name ("." may, after the first)
+    // Each table is zero-terminated and holds ASCII characters only.
+    // The only separator between machine, process and path.
+    static constexpr C slashes_[2] = {C('\\'), C()};
+    // The second path separator; also the local-machine mark and the parent mark.
+    static constexpr C dots_[2] = {C('.'), C()};
+    // Opens and closes a quoted component.
+    static constexpr C quote_[2] = {C('\''), C()};
+    // May not stand unquoted in a process or path component.
+    static constexpr C special_[6] = {C('\\'), C('.'), C('\''), C('\r'), C('\n'), C()};
+    // May not stand in a machine name ("." may, after the first character).
+    static constexpr C badMachine_[9] = {C('\\'), C('.'), C('\''), C('\r'), C('\n'),
+                                         C('/'),  C(' '), C('\t'), C()};
     // Range bounds kept with the tables; no rule of the grammar consults them.
-    static const C a_, z_, A_, Z_, zero_, nine_, dash_, under_;
+    static constexpr C a_ = C('a'), z_ = C('z'), A_ = C('A'), Z_ = C('Z');
+    static constexpr C zero_ = C('0'), nine_ = C('9'), dash_ = C('-'), under_ = C('_');
 
     static bool IsSlash(C c) { return c == slashes_[0]; }
     static bool IsDot(C c) { return c == dots_[0]; }
     static bool IsQuote(C c) { return c == quote_[0]; }
     static bool IsSeparator(C c) { return IsSlash(c) || IsDot(c); }
-    static bool IsSpecial(C c) { return InTable(c, special_); }
-    static bool IsBadMachine(C c) { return InTable(c, badMachine_); }
+    static bool IsSpecial(C c) { return kSpecial.contains(c); }
+    static bool IsBadMachine(C c) { return kBadMachine.contains(c); }
 
     // Receives nothing; for validation only.
     struct NullSink {
@@ -108,14 +148,8 @@ class PathSeparator {
     static int Component(const C*& p, const C* end, C sep, Sink& sink);
 
   private:
-    static bool InTable(C c, const C* table) {
-        for (; *table != C(); ++table) {
-            if (*table == c) {
-                return true;
-            }
-        }
-        return false;
-    }
+    static constexpr detail::AsciiSet kSpecial = detail::AsciiSet::Of(special_);
+    static constexpr detail::AsciiSet kBadMachine = detail::AsciiSet::Of(badMachine_);
 
     template <typename Sink>
     static int AfterMachine(const C* p, const C* end, Sink& sink, bool relativePath);
@@ -128,50 +162,13 @@ class PathSeparator {
 // The characters that force a name into quotes when it is rendered: the same as special_.
 template <typename C>
 struct CSingleQuote {
-    static const C special_[6];
+    static constexpr C special_[6] = {C('\\'), C('.'), C('\''), C('\r'), C('\n'), C()};
 
-    static bool IsSpecial(C c) {
-        for (const C* s = special_; *s != C(); ++s) {
-            if (*s == c) {
-                return true;
-            }
-        }
-        return false;
-    }
+    static bool IsSpecial(C c) { return kSpecial.contains(c); }
+
+  private:
+    static constexpr detail::AsciiSet kSpecial = detail::AsciiSet::Of(special_);
 };
-
-// ---- Tables ------------------------------------------------------------------------------------
-
-template <typename C>
-const C PathSeparator<C>::slashes_[2] = {C('\\'), C()};
-template <typename C>
-const C PathSeparator<C>::dots_[2] = {C('.'), C()};
-template <typename C>
-const C PathSeparator<C>::quote_[2] = {C('\''), C()};
-template <typename C>
-const C PathSeparator<C>::special_[6] = {C('\\'), C('.'), C('\''), C('\r'), C('\n'), C()};
-template <typename C>
-const C PathSeparator<C>::badMachine_[9] = {C('\\'), C('.'), C('\''), C('\r'), C('\n'),
-                                            C('/'),  C(' '), C('\t'), C()};
-template <typename C>
-const C PathSeparator<C>::a_ = C('a');
-template <typename C>
-const C PathSeparator<C>::z_ = C('z');
-template <typename C>
-const C PathSeparator<C>::A_ = C('A');
-template <typename C>
-const C PathSeparator<C>::Z_ = C('Z');
-template <typename C>
-const C PathSeparator<C>::zero_ = C('0');
-template <typename C>
-const C PathSeparator<C>::nine_ = C('9');
-template <typename C>
-const C PathSeparator<C>::dash_ = C('-');
-template <typename C>
-const C PathSeparator<C>::under_ = C('_');
-
-template <typename C>
-const C CSingleQuote<C>::special_[6] = {C('\\'), C('.'), C('\''), C('\r'), C('\n'), C()};
 
 // ---- Grammar -----------------------------------------------------------------------------------
 
