@@ -17,8 +17,9 @@ namespace osdep {
 //   - this computer's fully qualified name: a name that starts with the host name and a dot is
 //     compared with the canonical name the resolver gives for the host name. Only such names
 //     cause a look-up, and only of this computer's own name.
-// False for everything else, the empty text included; other names are never resolved. Listing
-// the interfaces failing raises PosixError ("getifaddrs: <reason>").
+// False for everything else, the empty text included; other names are never resolved. A failing
+// host-name query or interface listing raises PosixError ("gethostname: ..." or
+// "getifaddrs: ...").
 bool IsComputerLocal(const String& name);
 
 }  // namespace osdep
