@@ -65,7 +65,10 @@ TEST(OutputAssertion, PrintsMessageOrExpressionWithBellAndReturns) {
 
     const ChildResult nulls =
         RunInChild([] { osdep::OutputAssertion(nullptr, nullptr, nullptr, 0); });
-    EXPECT_EQ("???" "(0): Assertion failed: ???\a\n", nulls.stderrBytes);
+    EXPECT_EQ(
+        "???"
+        "(0): Assertion failed: ???\a\n",
+        nulls.stderrBytes);
 }
 
 TEST(OutputReleaseAssertion, PrintsThenAborts) {
@@ -112,7 +115,8 @@ TEST(ExceptionReleaseAssert, UnknownThrowSiteAndOverlongTextStayBounded) {
     const ChildResult unknown =
         RunInChild([] { ExceptionReleaseAssert(exception::NotFound(), nullptr, 1); });
     EXPECT_NE(std::string::npos, unknown.stderrBytes.find("Thrown From File: ???\n"));
-    EXPECT_EQ(0u, unknown.stderrBytes.find("???" "(1): "));
+    EXPECT_EQ(0u, unknown.stderrBytes.find("???"
+                                           "(1): "));
 
     const std::string longText(10000, 'x');
     const ChildResult overlong =
