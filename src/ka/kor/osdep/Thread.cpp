@@ -27,15 +27,19 @@ static_assert(std::is_same<pthread_t, unsigned long>::value,
 Thread::Thread() noexcept : handle_(0), joined_(false), started_(false) {}
 
 Thread::~Thread() {
-    if (isCurrentThread()) {
-        CriticalSection::Guard guard(joinLock_);
+    if (!isCurrentThread()) {
+        waitForThreadToTerminate();
+        return;
+    }
+    // A thread deleting its own object: a joiner holding the lock reaps the thread itself, and
+    // waiting for that lock here would deadlock with it.
+    if (joinLock_.tryEnter()) {
         if (started_ && !joined_) {
             pthread_detach(handle_);
             joined_ = true;
         }
-        return;
+        joinLock_.leave();
     }
-    waitForThreadToTerminate();
 }
 
 void Thread::start(std::uint32_t) {
@@ -57,8 +61,12 @@ void Thread::start(std::uint32_t) {
 }
 
 void Thread::waitForThreadToTerminate() {
+    // Tested before taking the lock: a joiner holds it until this thread ends.
+    if (isCurrentThread()) {
+        return;
+    }
     CriticalSection::Guard guard(joinLock_);
-    if (started_ && !joined_ && !isCurrentThread()) {
+    if (started_ && !joined_) {
         pthread_join(handle_, nullptr);
         joined_ = true;
     }

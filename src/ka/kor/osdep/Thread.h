@@ -23,9 +23,9 @@ class Thread {
     Thread& operator=(const Thread&) = delete;
 
     // Runs run() on a new thread with default attributes; stackSize is accepted and ignored.
-    // A thread that ended may be started again once it has been joined. Throws
-    // ObjectAlreadyExists when the previous run has not been joined yet, and PosixError when the
-    // system cannot create the thread.
+    // A thread that ended may be started again once it has been joined (a join in progress is
+    // waited for). Throws ObjectAlreadyExists when the previous run has not been joined yet, and
+    // PosixError when the system cannot create the thread.
     void start(std::uint32_t stackSize = 0);
     // Blocks until the thread has ended. Any number of threads may call it at once: exactly one
     // joins and the others wait for it. Returns at once when called from the thread itself, when
