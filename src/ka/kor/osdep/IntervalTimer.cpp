@@ -1,7 +1,5 @@
 #include "ka/kor/osdep/IntervalTimer.h"
 
-#include <memory>
-
 #include "ka/kor/exception.h"
 #include "ka/kor/osdep/Event.h"
 #include "ka/kor/osdep/OutputAssertion.h"
@@ -105,10 +103,15 @@ void IntervalTimer::start() {
     if (worker_ != nullptr) {
         return;
     }
-    std::unique_ptr<MilliSleepTimer> worker(
-        new MilliSleepTimer(intervalMs_, this, &IntervalTimer::Tick));
-    worker->begin();
-    worker_ = worker.release();
+    // Published before the thread starts, since a tick may already call stop().
+    worker_ = new MilliSleepTimer(intervalMs_, this, &IntervalTimer::Tick);
+    try {
+        worker_->begin();
+    } catch (...) {
+        delete worker_;
+        worker_ = nullptr;
+        throw;
+    }
 }
 
 void IntervalTimer::stop() {
