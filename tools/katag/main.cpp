@@ -1,6 +1,7 @@
 // katag: the command-line face of the library. Subcommands that look into the library's codes
 // today; reading, writing and monitoring live items as the library grows.
 
+#include <clocale>
 #include <cstring>
 #include <iostream>
 
@@ -12,7 +13,10 @@ const char kUsage[] =
     "usage: katag COMMAND [ARGS]\n"
     "commands:\n"
     "  quality WORD   what a quality word means: its conditions, good/warning/error, host code\n"
-    "  error CODE     which exception classes report a host error code, with their texts\n";
+    "  error CODE     which exception classes report a host error code, with their texts\n"
+    "  url TEXT       how an item address is read: render type, components, rendering\n"
+    "  archive-url TEXT\n"
+    "                 how an archive address is read: components, item address, rendering\n";
 
 struct Command {
     const char* name;
@@ -22,11 +26,15 @@ struct Command {
 const Command kCommands[] = {
     {"quality", katag::QualityCommand},
     {"error", katag::ErrorCommand},
+    {"url", katag::UrlCommand},
+    {"archive-url", katag::ArchiveUrlCommand},
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    // Command-line text and output are in the user's code set.
+    std::setlocale(LC_ALL, "");
     if (argc < 2) {
         std::cerr << "katag: missing command (try katag help)\n";
         return 2;

@@ -18,6 +18,9 @@ namespace {
 
 using namespace ka::kor;
 
+// How a null text is printed (spelled out this way because "??(" would be a trigraph).
+const std::string kUnknown(3, '?');
+
 struct ChildResult {
     std::string stderrBytes;
     bool aborted;
@@ -65,7 +68,7 @@ TEST(OutputAssertion, PrintsMessageOrExpressionWithBellAndReturns) {
 
     const ChildResult nulls =
         RunInChild([] { osdep::OutputAssertion(nullptr, nullptr, nullptr, 0); });
-    EXPECT_EQ("???" "(0): Assertion failed: ???\a\n", nulls.stderrBytes);
+    EXPECT_EQ(kUnknown + "(0): Assertion failed: " + kUnknown + "\a\n", nulls.stderrBytes);
 }
 
 TEST(OutputReleaseAssertion, PrintsThenAborts) {
@@ -112,7 +115,7 @@ TEST(ExceptionReleaseAssert, UnknownThrowSiteAndOverlongTextStayBounded) {
     const ChildResult unknown =
         RunInChild([] { ExceptionReleaseAssert(exception::NotFound(), nullptr, 1); });
     EXPECT_NE(std::string::npos, unknown.stderrBytes.find("Thrown From File: ???\n"));
-    EXPECT_EQ(0u, unknown.stderrBytes.find("???" "(1): "));
+    EXPECT_EQ(0u, unknown.stderrBytes.find(kUnknown + "(1): "));
 
     const std::string longText(10000, 'x');
     const ChildResult overlong =
