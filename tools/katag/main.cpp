@@ -16,7 +16,11 @@ const char kUsage[] =
     "  error CODE     which exception classes report a host error code, with their texts\n"
     "  url TEXT       how an item address is read: render type, components, rendering\n"
     "  archive-url TEXT\n"
-    "                 how an archive address is read: components, item address, rendering\n";
+    "                 how an archive address is read: components, item address, rendering\n"
+    "  packet HEX|-   walk a flex packet (hex, or raw bytes on stdin) and print its tree\n"
+    "  packet --example NAME\n"
+    "                 build an example packet (i32, f64, astring, utf16, time, array, astrings,\n"
+    "                 waveform, waves, named), print its hex and its tree\n";
 
 struct Command {
     const char* name;
@@ -24,10 +28,9 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"quality", katag::QualityCommand},
-    {"error", katag::ErrorCommand},
-    {"url", katag::UrlCommand},
-    {"archive-url", katag::ArchiveUrlCommand},
+    {"quality", katag::QualityCommand}, {"error", katag::ErrorCommand},
+    {"url", katag::UrlCommand},         {"archive-url", katag::ArchiveUrlCommand},
+    {"packet", katag::PacketCommand},
 };
 
 }  // namespace
