@@ -401,11 +401,8 @@ void FlexData::setDataSize(std::uint32_t size) {
     if (begin_ == nullptr) {
         throw exception::InvalidArgument(__LINE__, kSourceFile);
     }
-    const std::uint64_t wanted = RoundUpEven(size);
     const std::uint64_t dataOffset = static_cast<std::uint64_t>(data_ - begin_);
-    const std::uint64_t present = static_cast<std::uint64_t>(end_ - begin_);
-    resize(static_cast<std::int32_t>(static_cast<std::int64_t>(
-        CheckedPacketSize(dataOffset + wanted) - static_cast<std::int64_t>(present))));
+    resizeBlock(CheckedPacketSize(dataOffset + RoundUpEven(size)));
     std::memset(data_, 0, dataSize_);
 }
 
@@ -438,21 +435,26 @@ void FlexData::resize(std::int32_t delta) {
     if (begin_ == nullptr) {
         throw exception::InvalidArgument(__LINE__, kSourceFile);
     }
-    const std::int64_t present = end_ - begin_;
-    const std::int64_t dataOffset = data_ - begin_;
-    const std::int64_t size = present + delta;
-    if (size < dataOffset || size > static_cast<std::int64_t>(kMaxPacketSize)) {
+    const std::int64_t size = (end_ - begin_) + static_cast<std::int64_t>(delta);
+    if (size < data_ - begin_ || size > static_cast<std::int64_t>(kMaxPacketSize)) {
         throw exception::InvalidArgument(__LINE__, kSourceFile);
     }
+    resizeBlock(static_cast<std::uint32_t>(size));
+}
+
+void FlexData::resizeBlock(std::uint32_t size) {
+    const std::size_t present = static_cast<std::size_t>(end_ - begin_);
+    const std::size_t dataOffset = static_cast<std::size_t>(data_ - begin_);
     if (size > present) {
-        begin_ = static_cast<unsigned char*>(DLLRealloc(begin_, static_cast<unsigned int>(size)));
-        std::memset(begin_ + present, 0, static_cast<std::size_t>(size - present));
+        // DLLRealloc throws without touching the old block, which this object then still owns.
+        begin_ = static_cast<unsigned char*>(DLLRealloc(begin_, size));
+        std::memset(begin_ + present, 0, size - present);
     }
     end_ = begin_ + size;
     metadata_ = begin_ + 4;
     data_ = begin_ + dataOffset;
     dataSize_ = static_cast<std::uint32_t>(size - dataOffset);
-    Store<std::uint32_t>(begin_, static_cast<std::uint32_t>(size));
+    Store<std::uint32_t>(begin_, size);
 }
 
 void FlexData::chkPointer(const unsigned char* p) const {

@@ -655,6 +655,9 @@ class FlexData {
     const unsigned char* readWave(const unsigned char* element, AbsTime& t0, double& dt,
                                   FlexType targetType, void* out, std::uint32_t count) const;
 
+    // Makes the block size bytes (at least the MD's end), keeping the bytes before, zero-filling
+    // growth, and rewrites the size field and the data size.
+    void resizeBlock(std::uint32_t size);
     void replaceRange(std::uint32_t offset, std::uint32_t removed, const unsigned char* inserted,
                       std::uint32_t insertedSize);
 

@@ -185,11 +185,41 @@ TEST(fd, ClusterWithZeroMembersRunsOnUntilTheWalkPassesEnd) {
     EXPECT_EQ(4u, fd::GetMDEltSize(zeros.begin(), zeros.end()));
 }
 
+// levels zero-dimensional arrays nested in each other around one I8, then its data byte and pad.
+Bytes NestedArrays(int levels) {
+    Bytes md = Hex("0001");
+    for (int i = 0; i < levels; ++i) {
+        const std::uint32_t l = static_cast<std::uint32_t>(md.size()) + 4;
+        Bytes outer = Hex("0008 0000");
+        for (int b = 0; b < 4; ++b) {
+            outer.push_back(static_cast<unsigned char>(l >> (8 * b)));
+        }
+        outer.insert(outer.end(), md.begin(), md.end());
+        md.swap(outer);
+    }
+    md.push_back(0x7F);
+    md.push_back(0x00);
+    return md;
+}
+
+TEST(fd, DeepNestingIsRefusedBeforeTheStackRunsOut) {
+    HeapBytes fine(NestedArrays(100));
+    // Each level holds one element, its data rounded up to even.
+    EXPECT_EQ(2u, fd::GetDataSize(fine.begin(), fine.end() - 2, fine.end()));
+    HeapBytes deep(NestedArrays(300));
+    try {
+        fd::GetDataSize(deep.begin(), deep.end() - 2, deep.end());
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const SyntaxError& e) {
+        EXPECT_STREQ("SyntaxError: type nested too deeply", e.what());
+    }
+}
+
 TEST(fd, MemCpyChecksTheSourceFirst) {
     HeapBytes src(Hex("01020304"));
     HeapBytes dst(Hex("000000"));
     ExpectThrowAt<BufferOverflow>(
-        [&] { fd::MemCpy(dst.begin(), dst.end(), src.begin(), src.begin() + 2, 3); }, "ka/kor/fd",
+        [&] { fd::MemCpy(dst.begin(), dst.end(), src.begin(), src.begin() + 2, 4); }, "ka/kor/fd",
         138);
     ExpectThrowAt<SyntaxError>(
         [&] { fd::MemCpy(dst.begin(), dst.end(), src.begin(), src.end(), 4); }, "ka/kor/fd", 141);
