@@ -268,23 +268,20 @@ FlexData::FlexData(unsigned int v) {
 
 FlexData::FlexData(long v) {
     init();
-    if constexpr (sizeof(long) > 4) {
-        if (v < std::numeric_limits<std::int32_t>::min() ||
-            v > std::numeric_limits<std::int32_t>::max()) {
-            throw exception::OutOfRange(__LINE__, kSourceFile);
-        }
+    if constexpr (sizeof(long) == 4) {
+        setI32(static_cast<std::int32_t>(v));
+    } else {
+        setI64(v);
     }
-    setI32(static_cast<std::int32_t>(v));
 }
 
 FlexData::FlexData(unsigned long v) {
     init();
-    if constexpr (sizeof(unsigned long) > 4) {
-        if (v > std::numeric_limits<std::uint32_t>::max()) {
-            throw exception::OutOfRange(__LINE__, kSourceFile);
-        }
+    if constexpr (sizeof(unsigned long) == 4) {
+        setUI32(static_cast<std::uint32_t>(v));
+    } else {
+        setUI64(v);
     }
-    setUI32(static_cast<std::uint32_t>(v));
 }
 
 FlexData::FlexData(long long v) {

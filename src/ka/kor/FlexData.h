@@ -28,8 +28,10 @@ namespace flex_detail {
 [[noreturn]] void ThrowSyntaxError(std::uint32_t line);
 }  // namespace flex_detail
 
-// The FlexType that a C++ number is stored as by default. long and unsigned long are the product
-// platform's 32-bit longs on every build, so one source gives the same packets on i386 and x86_64.
+// The FlexType that a C++ number is stored as by default: its own width and signedness. Every
+// fixed-width type (std::int32_t, std::int64_t, ...) therefore maps to the same code on i386 and
+// x86_64, although std::int64_t is long on one and long long on the other; only a plain long
+// follows the build's width (I32 on i386, I64 on x86_64).
 template <typename T>
 struct FlexNumeric;
 template <>
@@ -58,11 +60,12 @@ struct FlexNumeric<unsigned int> {
 };
 template <>
 struct FlexNumeric<long> {
-    static constexpr fd::FlexType type = fd::FlexType::I32;
+    static constexpr fd::FlexType type = sizeof(long) == 4 ? fd::FlexType::I32 : fd::FlexType::I64;
 };
 template <>
 struct FlexNumeric<unsigned long> {
-    static constexpr fd::FlexType type = fd::FlexType::UI32;
+    static constexpr fd::FlexType type =
+        sizeof(unsigned long) == 4 ? fd::FlexType::UI32 : fd::FlexType::UI64;
 };
 template <>
 struct FlexNumeric<long long> {
@@ -224,9 +227,9 @@ class FlexData {
     // Empty: no packet; getType() is 0 and the serialized form is a lone 32-bit zero.
     FlexData() noexcept { init(); }
     // One constructor per C++ scalar type, each storing the value under its FlexNumeric type
-    // (bool as Bool). int and unsigned int are included so that a literal is never ambiguous; long
-    // and unsigned long are stored as I32 and UI32 on both builds, and a long that does not fit 32
-    // bits (x86_64 only) raises OutOfRange rather than change the stored type by architecture.
+    // (bool as Bool). Every integer type has its own constructor, int and unsigned int included,
+    // so that no argument is ambiguous on either build and std::int32_t and std::int64_t values
+    // give I32 and I64 on both.
     explicit FlexData(bool v);
     explicit FlexData(signed char v);
     explicit FlexData(unsigned char v);
