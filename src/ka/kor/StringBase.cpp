@@ -21,5 +21,10 @@ void ThrowNarrowStringUnterminated() {
     throw exception::DeserializationError(__LINE__, kSourceFile);
 }
 
+// Every member of the three strings is compiled here once and exported from the library.
+template class StringBase<wchar_t, char, wchar_t>;
+template class StringBase<char, wchar_t, wchar_t>;
+template class StringBase<char, wchar_t, char>;
+
 }  // namespace kor
 }  // namespace ka

@@ -626,6 +626,11 @@ void swap(StringBase<C, O, X>& a, StringBase<C, O, X>& b) noexcept {
     a.swap(b);
 }
 
+// Compiled once, in the library.
+extern template class StringBase<wchar_t, char, wchar_t>;
+extern template class StringBase<char, wchar_t, wchar_t>;
+extern template class StringBase<char, wchar_t, char>;
+
 typedef StringBase<wchar_t, char, wchar_t> String;
 typedef StringBase<char, wchar_t, wchar_t> AString;
 typedef StringBase<char, wchar_t, char> NString;

@@ -5,6 +5,10 @@ namespace ka {
 namespace kor {
 namespace osdep {
 
+// Number of bytes the conversion of [begin, end) to codeSet yields (without terminator), "?"
+// substitutions included. Throws InvalidLocale when codeSet cannot be opened.
+unsigned int GetAnsiStringLength(const wchar_t* begin, const wchar_t* end, const char* codeSet);
+
 // Converts [begin, end) to codeSet (an empty name means the current locale's code set) into a
 // new zero-terminated byte array (release with delete[]); outEnd receives the position of the
 // terminator, so embedded zeros survive. A character that cannot be represented becomes "?".

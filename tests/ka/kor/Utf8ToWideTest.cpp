@@ -1,0 +1,123 @@
+#include "ka/kor/Utf8ToWide.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ka/kor/exception.h"
+
+namespace {
+
+using ka::kor::DecodeUtf8;
+using ka::kor::GetUtf8StringLength;
+using ka::kor::Utf8ToWide;
+using ka::kor::exception::InvalidSequence;
+
+std::vector<std::uint32_t> Decode(const std::string& bytes) {
+    std::unique_ptr<wchar_t[]> w(Utf8ToWide(bytes.data(), static_cast<unsigned>(bytes.size())));
+    const unsigned n = GetUtf8StringLength(bytes.data(), static_cast<unsigned>(bytes.size()));
+    EXPECT_EQ(L'\0', w[n]);
+    return std::vector<std::uint32_t>(w.get(), w.get() + n);
+}
+
+TEST(Utf8ToWide, AcceptsEverySequenceLength) {
+    struct Case {
+        const char* bytes;
+        std::vector<std::uint32_t> chars;
+    };
+    const Case cases[] = {
+        {"", {}},
+        {"A", {0x41}},
+        {"\x7F", {0x7F}},
+        {"\xC2\x80", {0x80}},
+        {"\xDF\xBF", {0x7FF}},
+        {"\xE0\xA0\x80", {0x800}},
+        {"\xE2\x82\xAC", {0x20AC}},
+        {"\xED\xA0\x80", {0xD800}},  // a surrogate value passes like any other
+        {"\xEF\xBF\xBF", {0xFFFF}},
+        {"\xF0\x90\x80\x80", {0x10000}},
+        {"\xF4\x8F\xBF\xBF", {0x10FFFF}},
+        {"\xF7\xBF\xBF\xBF", {0x1FFFFF}},
+        {"\xF8\x88\x80\x80\x80", {0x200000}},
+        {"\xFB\xBF\xBF\xBF\xBF", {0x3FFFFFF}},
+        {"\xF8\x80\x80\x80\x80", {0}},  // five-byte overlong forms are accepted
+        {"\xFC\x84\x80\x80\x80\x80", {0x4000000}},
+        {"\xFD\xBF\xBF\xBF\xBF\xBF", {0x7FFFFFFF}},
+        {"a\xC3\xA9z0123456789\xE2\x82\xAC",
+         {'a', 0xE9, 'z', '0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 0x20AC}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.bytes);
+        EXPECT_EQ(c.chars, Decode(c.bytes));
+    }
+}
+
+TEST(Utf8ToWide, EmbeddedZeroDecodesToAZeroCharacter) {
+    EXPECT_EQ((std::vector<std::uint32_t>{'a', 0, 'b'}), Decode(std::string("a\0b", 3)));
+}
+
+TEST(Utf8ToWide, NullInputIsEmpty) {
+    std::unique_ptr<wchar_t[]> w(Utf8ToWide(nullptr, 5));
+    EXPECT_EQ(L'\0', w[0]);
+    EXPECT_EQ(0u, GetUtf8StringLength(nullptr, 5));
+}
+
+TEST(Utf8ToWide, RejectsMalformedSequencesWhereverTheyStand) {
+    const char* const bad[] = {
+        "\xC0\x80",                  // overlong zero
+        "\xC1\xBF",                  // overlong ASCII
+        "\x80",                      // isolated continuation byte
+        "\xBF",                      //
+        "\xE2\x82",                  // sequence cut short by the end
+        "\xF0\x90\x80",              //
+        "\xFD\xBF\xBF\xBF\xBF",      //
+        "\xE0\x9F\xBF",              // overlong three-byte form
+        "\xF0\x8F\xBF\xBF",          // overlong four-byte form
+        "\xFC\x83\xBF\xBF\xBF\xBF",  // overlong six-byte form
+        "\xFE",                      // never a lead byte
+        "\xFF",                      //
+        "\xC3\x28",                  // continuation byte not 10xxxxxx
+        "\xE2\xC2\xAC",              //
+        "\xF8\x88\x80\x80\x7F",      //
+        "\xFD\xBF\xBF\xBF\xBF\xFF",  //
+    };
+    // Before, inside and after runs long enough for the eight-byte ASCII path.
+    const std::string prefixes[] = {"", "x", "0123456789abcdef", "\xC3\xA9"};
+    const std::string suffixes[] = {"", "y", "0123456789abcdef"};
+    for (const char* b : bad) {
+        for (const std::string& pre : prefixes) {
+            for (const std::string& suf : suffixes) {
+                const std::string s = pre + b + suf;
+                SCOPED_TRACE(testing::PrintToString(s));
+                const unsigned n = static_cast<unsigned>(s.size());
+                EXPECT_THROW(Utf8ToWide(s.data(), n), InvalidSequence);
+                EXPECT_THROW(GetUtf8StringLength(s.data(), n), InvalidSequence);
+                std::vector<wchar_t> out(s.size());
+                EXPECT_THROW(DecodeUtf8(s.data(), s.data() + n, out.data()), InvalidSequence);
+            }
+        }
+    }
+}
+
+TEST(Utf8ToWide, CountStopsAtTheGivenByteCount) {
+    // The bytes after the count do not complete the cut sequence.
+    const char bytes[] = "ab\xE2\x82\xAC";
+    EXPECT_EQ(3u, GetUtf8StringLength(bytes, 5));
+    EXPECT_THROW(GetUtf8StringLength(bytes, 4), InvalidSequence);
+    EXPECT_EQ(2u, GetUtf8StringLength(bytes, 2));
+}
+
+TEST(Utf8ToWide, ErrorCarriesItsText) {
+    try {
+        GetUtf8StringLength("\x80", 1);
+        FAIL();
+    } catch (const InvalidSequence& e) {
+        EXPECT_STREQ("Invalid UTF8 encoding sequence", e.what());
+        EXPECT_EQ(0x8ABC7030u, e.getErrorCode());
+    }
+}
+
+}  // namespace

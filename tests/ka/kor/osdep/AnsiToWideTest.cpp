@@ -1,0 +1,100 @@
+#include "ka/kor/osdep/AnsiToWide.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <memory>
+#include <string>
+
+#include "ka/kor/exception.h"
+
+namespace {
+
+using ka::kor::osdep::AnsiToWide;
+using ka::kor::osdep::GetAnsiStringLength;
+
+std::wstring Convert(const std::string& bytes, const char* codeSet) {
+    wchar_t* b = nullptr;
+    wchar_t* e = nullptr;
+    AnsiToWide(bytes.data(), bytes.data() + bytes.size(), codeSet, b, e);
+    std::unique_ptr<wchar_t[]> owner(b);
+    EXPECT_EQ(L'\0', *e);
+    EXPECT_EQ(static_cast<unsigned>(e - b),
+              GetAnsiStringLength(bytes.data(), bytes.data() + bytes.size(), codeSet));
+    return std::wstring(b, e);
+}
+
+// Selects a locale for the duration of a test and restores the caller's.
+class LocaleScope {
+  public:
+    explicit LocaleScope(const char* name) : saved_(std::setlocale(LC_ALL, nullptr)) {
+        if (std::setlocale(LC_ALL, name) == nullptr) {
+            ADD_FAILURE() << "locale " << name << " is not available";
+        }
+    }
+    ~LocaleScope() { std::setlocale(LC_ALL, saved_.c_str()); }
+
+  private:
+    std::string saved_;
+};
+
+TEST(AnsiToWide, ConvertsAndSubstitutesPerByte) {
+    struct Case {
+        const char* codeSet;
+        std::string bytes;
+        std::wstring chars;
+    };
+    const Case cases[] = {
+        {"US-ASCII", "abc", L"abc"},
+        {"US-ASCII",
+         "a\x80\xFF"
+         "b",
+         L"a??b"},
+        {"US-ASCII", std::string("a\0b", 3), std::wstring(L"a\0b", 3)},
+        {"UTF-8", "\xC3\xA9\xE2\x82\xAC", L"\u00E9\u20AC"},
+        {"UTF-8", "a\xE2\x82", L"a??"},  // a sequence cut short: one "?" per byte
+        {"UTF-8", "\xC3(", L"?("},
+        {"ISO-8859-1", "\xE9", L"\u00E9"},
+        {"CP932", "\x82\xA0\x88\x9F", L"\u3042\u4E9C"},
+        {"CP932", "A\x82", L"A?"},
+        {"ISO-2022-JP", "\x1B$B$\"\x1B(B!", L"\u3042!"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.codeSet << " " << testing::PrintToString(c.bytes));
+        EXPECT_EQ(c.chars, Convert(c.bytes, c.codeSet));
+    }
+}
+
+TEST(AnsiToWide, ZeroTerminatedFormStopsAtZeroOrCount) {
+    std::unique_ptr<wchar_t[]> a(AnsiToWide("abc\0def", 10, "US-ASCII"));
+    EXPECT_STREQ(L"abc", a.get());
+    std::unique_ptr<wchar_t[]> b(AnsiToWide("abcdef", 2, "US-ASCII"));
+    EXPECT_STREQ(L"ab", b.get());
+    std::unique_ptr<wchar_t[]> c(AnsiToWide(nullptr, 4, "US-ASCII"));
+    EXPECT_STREQ(L"", c.get());
+    EXPECT_EQ(2u, GetAnsiStringLength("\xC3\xA9z", 5, "UTF-8"));
+}
+
+TEST(AnsiToWide, EmptyCodeSetIsTheCurrentLocales) {
+    const std::string bytes = "\xC3\xA9";
+    {
+        LocaleScope scope("C.UTF-8");
+        EXPECT_EQ(L"\u00E9", Convert(bytes, ""));
+    }
+    {
+        LocaleScope scope("C");
+        EXPECT_EQ(L"??", Convert(bytes, ""));
+    }
+}
+
+TEST(AnsiToWide, UnknownCodeSetThrowsInvalidLocale) {
+    wchar_t* b = nullptr;
+    wchar_t* e = nullptr;
+    const char text[] = "x";
+    EXPECT_THROW(AnsiToWide(text, text + 1, "NO-SUCH-CODE-SET", b, e),
+                 ka::kor::exception::InvalidLocale);
+    EXPECT_THROW(GetAnsiStringLength(text, 1, "NO-SUCH-CODE-SET"),
+                 ka::kor::exception::InvalidLocale);
+}
+
+}  // namespace
