@@ -12,7 +12,10 @@ const char kUsage[] =
     "usage: katag COMMAND [ARGS]\n"
     "commands:\n"
     "  quality WORD   what a quality word means: its conditions, good/warning/error, host code\n"
-    "  error CODE     which exception classes report a host error code, with their texts\n";
+    "  error CODE     which exception classes report a host error code, with their texts\n"
+    "  time [OPTIONS] the current time stamp, its words and its text in UTC, local time or a\n"
+    "                 zone (--utc, --local, --zone=MINUTES[,NAME], --date=PATTERN,\n"
+    "                 --time=PATTERN in Windows letters such as yyyy-MM-dd, --digits=0..3)\n";
 
 struct Command {
     const char* name;
@@ -22,6 +25,7 @@ struct Command {
 const Command kCommands[] = {
     {"quality", katag::QualityCommand},
     {"error", katag::ErrorCommand},
+    {"time", katag::TimeCommand},
 };
 
 }  // namespace
