@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <cstdlib>
 #include <ctime>
 #include <string>
 
@@ -11,6 +10,7 @@
 #include "ka/kor/osdep/AbsTimeToDateTime.h"
 #include "ka/kor/osdep/ConvertWin32DateTimeFormatString.h"
 #include "ka/kor/osdep/DateTimeFormat.h"
+#include "ka/kor/osdep/ScopedEnv.h"
 
 namespace {
 
@@ -28,33 +28,6 @@ AbsTime At(std::uint32_t seconds, double fraction = 0.0) {
 std::wstring W(const String& s) {
     return std::wstring(s.begin(), s.end());
 }
-
-// Sets an environment variable for a scope and puts the old value back.
-class ScopedEnv {
-  public:
-    ScopedEnv(const char* name, const char* value) : name_(name) {
-        const char* old = std::getenv(name);
-        had_ = old != nullptr;
-        if (had_) {
-            old_ = old;
-        }
-        setenv(name, value, 1);
-        tzset();
-    }
-    ~ScopedEnv() {
-        if (had_) {
-            setenv(name_, old_.c_str(), 1);
-        } else {
-            unsetenv(name_);
-        }
-        tzset();
-    }
-
-  private:
-    const char* name_;
-    bool had_;
-    std::string old_;
-};
 
 // Every test renders in the C locale, whatever the caller's environment says.
 class AbsTimeToStringTest : public ::testing::Test {
@@ -80,14 +53,11 @@ TEST_F(AbsTimeToStringTest, PatternsInUtc) {
     const Case cases[] = {
         {L"%Y-%m-%d", L"%H:%M:%S", 0, false, L"2024-03-05 07:08:09"},
         {L"%Y-%m-%d", L"%H:%M:%S", 0, true, L"07:08:09 2024-03-05"},
-        {L"", L"%H:%M:%S", 0, false, L"07:08:09"},
         {L"%Y-%m-%d", L"", 3, true, L"2024-03-05"},
-        {L"", L"", 0, false, L""},
         {L"%Y-%m-%d", L"%H:%M:%S", 3, false, L"2024-03-05 07:08:09.250"},
         {L"", L"%H:%M:%S", 1, false, L"07:08:09.3"},  // 2.5 tenths round up
         {L"", L"%S|%#S", 2, false, L"09.25|9.25"},
         {L"", L"%H %%S", 1, false, L"07 %S.3"},  // the escaped percent sign gets digits too
-        {L"", L"%Ss", 2, false, L"09.25s"},
         {L"%#d.%#m.%#y", L"%#H:%#M", 0, false, L"5.3.24 7:8"},
         {L"%#a %#p", L"", 0, false, L"TUE am"},  // "#" on names keeps glibc's meaning
         {L"%%#d", L"", 0, false, L"%#d"},
@@ -146,7 +116,6 @@ TEST_F(AbsTimeToStringTest, ZoneNamesJoinTheTimePattern) {
     EXPECT_EQ(L"07:08:09 UTC 2024-03-05",
               Utc(At(kMarch), L"%Y-%m-%d", L"%H:%M:%S", 0, true, L"UTC"));
     EXPECT_EQ(L"2024-03-05", Utc(At(kMarch), L"%Y-%m-%d", L"", 0, false, L"UTC"));
-    EXPECT_EQ(L"07:08:09", Utc(At(kMarch), L"", L"%H:%M:%S", 0, false, L""));
     // The name is part of the pattern.
     EXPECT_EQ(L"07 at 08", Utc(At(kMarch), L"", L"%H", 0, false, L"at %M"));
 
@@ -192,55 +161,39 @@ TEST_F(AbsTimeToStringTest, OverlongResultsAreEmpty) {
 }
 
 TEST_F(AbsTimeToStringTest, HandleFractionalSecondsOnItsOwn) {
-    String pattern(L"%H:%M:%S");
-    AbsTime t = At(kMarch, 0.9996);
-    HandleFractionalSeconds(pattern, t, 3);
-    EXPECT_EQ(L"%H:%M:%S.000", W(pattern));
-    EXPECT_EQ(At(kMarch + 1, 0.9996), t);
-
-    String untouched(L"%S");
-    AbsTime u = At(kMarch, 0.9996);
-    HandleFractionalSeconds(untouched, u, 0);
-    EXPECT_EQ(L"%S", W(untouched));
-    EXPECT_EQ(At(kMarch, 0.9996), u);
-    EXPECT_THROW(HandleFractionalSeconds(untouched, u, 4), exception::InvalidArgument);
-
     // Only an S right after "%" or "%#" is a seconds field.
-    String mixed(L"S %S %#S %-S %");
-    AbsTime v = At(kMarch, 0.5);
-    HandleFractionalSeconds(mixed, v, 1);
-    EXPECT_EQ(L"S %S.5 %#S.5 %-S %", W(mixed));
+    String pattern(L"S %S %#S %-S %");
+    AbsTime t = At(kMarch, 0.5);
+    HandleFractionalSeconds(pattern, t, 1);
+    EXPECT_EQ(L"S %S.5 %#S.5 %-S %", W(pattern));
+    EXPECT_EQ(At(kMarch, 0.5), t);
+    // No digits: nothing changes, not even a fraction that would round up.
+    AbsTime u = At(kMarch, 0.9996);
+    HandleFractionalSeconds(pattern, u, 0);
+    EXPECT_EQ(At(kMarch, 0.9996), u);
+    EXPECT_THROW(HandleFractionalSeconds(pattern, u, 4), exception::InvalidArgument);
 }
 
 TEST_F(AbsTimeToStringTest, CalendarBreakDownRange) {
     EXPECT_EQ(At(2082844800u), GetMinTime_T());
     EXPECT_EQ(At(2082844800u + 0x7FFFFFFFu), GetMaxTime_T());
+    EXPECT_EQ(L"2038-01-19 03:14:07", Utc(GetMaxTime_T(), L"%Y-%m-%d", L"%H:%M:%S"));
+    // Before 1970, within 32 bits, glibc breaks times down.
+    EXPECT_EQ(L"1969-12-31", Utc(At(2082844800u - 86400u), L"%Y-%m-%d", L""));
 
+    // Beyond 32 bits either way: OutOfRange, and the fields stay as they were.
     std::tm fields;
-    AbsTimeToUTCDateTime(GetMaxTime_T(), fields, true);
-    EXPECT_EQ(138, fields.tm_year);
-    EXPECT_EQ(0, fields.tm_mon);
-    EXPECT_EQ(19, fields.tm_mday);
-    EXPECT_EQ(3, fields.tm_hour);
-    EXPECT_EQ(14, fields.tm_min);
-    EXPECT_EQ(7, fields.tm_sec);
-
-    // Past the 32-bit range either way: OutOfRange, and the fields stay as they were.
+    fields.tm_sec = 61;
     AbsTime late = GetMaxTime_T();
     late += AbsTime::Value(1);
     EXPECT_THROW(AbsTimeToUTCDateTime(late, fields, false), exception::OutOfRange);
-    EXPECT_EQ(7, fields.tm_sec);
+    EXPECT_EQ(61, fields.tm_sec);
+    EXPECT_THROW(AbsTimeToLocalDateTime(AbsTime(AbsTime::Value(-60052752000LL)), fields, false),
+                 exception::OutOfRange);
     // Rounding to nearest carries 0x7FFFFFFF.5 past the bound; truncating does not.
     const AbsTime edge = At(2082844800u + 0x7FFFFFFFu, 0.5);
     EXPECT_THROW(AbsTimeToUTCDateTime(edge, fields, true), exception::OutOfRange);
     EXPECT_NO_THROW(AbsTimeToUTCDateTime(edge, fields, false));
-    EXPECT_THROW(AbsTimeToLocalDateTime(AbsTime(AbsTime::Value(-60052752000LL)), fields, false),
-                 exception::OutOfRange);
-
-    // Before 1970 within 32 bits, glibc breaks times down.
-    AbsTimeToUTCDateTime(At(2082844800u - 86400u), fields, false);
-    EXPECT_EQ(69, fields.tm_year);
-    EXPECT_EQ(31, fields.tm_mday);
 }
 
 }  // namespace
