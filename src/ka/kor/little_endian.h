@@ -38,17 +38,24 @@ T ReverseBytes(const T& v) noexcept {
     return r;
 }
 
+// The conversion as a host of the given byte order performs it. Both forms are compiled on every
+// host, so the swapping one is exercised by the tests although no big-endian build exists.
+template <bool HostIsLittleEndian, typename T>
+T ToLittleEndianOn(const T& v) noexcept {
+    static_assert(std::is_arithmetic<T>::value, "only numbers have a byte order");
+    if constexpr (HostIsLittleEndian) {
+        return v;
+    } else {
+        return ReverseBytes(v);
+    }
+}
+
 }  // namespace detail
 
 // Host order to little-endian; on a little-endian host the value is returned unchanged.
 template <typename T>
 T ToLittleEndian(const T& v) noexcept {
-    static_assert(std::is_arithmetic<T>::value, "only numbers have a byte order");
-    if constexpr (detail::kHostIsLittleEndian) {
-        return v;
-    } else {
-        return detail::ReverseBytes(v);
-    }
+    return detail::ToLittleEndianOn<detail::kHostIsLittleEndian>(v);
 }
 
 // Little-endian to host order; the inverse of ToLittleEndian.
@@ -83,6 +90,13 @@ inline const unsigned char* CheckDeserializationSize(std::uint32_t n, const unsi
         ThrowDeserializationShortfall();
     }
     return p + n;
+}
+
+// The room between p and end as a signed 32-bit number, the way every build of the library
+// measures it (the distance modulo 2^32, read as signed): a p past end, or a range of 2 GiB up
+// to 4 GiB, gives a negative room that fits nothing.
+inline std::int32_t SignedRoom(const unsigned char* p, const unsigned char* end) noexcept {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(end - p));
 }
 
 // Writes v little-endian at p and advances p; throws BufferOverflow without writing when fewer
