@@ -16,7 +16,10 @@ const char kUsage[] =
     "  error CODE     which exception classes report a host error code, with their texts\n"
     "  url TEXT       how an item address is read: render type, components, rendering\n"
     "  archive-url TEXT\n"
-    "                 how an archive address is read: components, item address, rendering\n";
+    "                 how an archive address is read: components, item address, rendering\n"
+    "  time [OPTIONS] the current time stamp, its words and its text in UTC, local time or a\n"
+    "                 zone (--utc, --local, --zone=MINUTES[,NAME], --date=PATTERN,\n"
+    "                 --time=PATTERN in Windows letters such as yyyy-MM-dd, --digits=0..3)\n";
 
 struct Command {
     const char* name;
@@ -28,6 +31,7 @@ const Command kCommands[] = {
     {"error", katag::ErrorCommand},
     {"url", katag::UrlCommand},
     {"archive-url", katag::ArchiveUrlCommand},
+    {"time", katag::TimeCommand},
 };
 
 }  // namespace
