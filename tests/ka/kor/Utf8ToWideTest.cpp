@@ -84,9 +84,15 @@ TEST(Utf8ToWide, RejectsMalformedSequencesWhereverTheyStand) {
         "\xF8\x88\x80\x80\x7F",      //
         "\xFD\xBF\xBF\xBF\xBF\xFF",  //
     };
-    // Before, inside and after runs long enough for the eight-byte ASCII path.
-    const std::string prefixes[] = {"", "x", "0123456789abcdef", "\xC3\xA9"};
-    const std::string suffixes[] = {"", "y", "0123456789abcdef"};
+    // Before and after runs long enough for the block paths of every kind of character.
+    std::string cyrillic;
+    std::string kana;
+    for (int i = 0; i < 12; ++i) {
+        cyrillic += "\xD0\xB4";
+        kana += "\xE3\x83\x9D";
+    }
+    const std::string prefixes[] = {"", "x", "0123456789abcdef0123", "\xC3\xA9", cyrillic, kana};
+    const std::string suffixes[] = {"", "y", "0123456789abcdef", cyrillic, kana};
     for (const char* b : bad) {
         for (const std::string& pre : prefixes) {
             for (const std::string& suf : suffixes) {

@@ -77,25 +77,46 @@ TEST(WideToUtf8, EmbeddedZerosAreKeptAndNullIsEmpty) {
         zt.get());
 }
 
-TEST(WideToUtf8, RandomTextRoundTrips) {
+TEST(WideToUtf8, RandomTextRoundTripsThroughEveryEntryPoint) {
     std::mt19937 rng(20240611);
-    // Mostly ASCII runs with characters of every encoded length between them, at every offset.
-    const std::uint32_t limits[] = {0x7F, 0x7FF, 0xFFFF, 0x1FFFFF, 0x3FFFFFF, 0x7FFFFFFF};
-    for (int round = 0; round < 300; ++round) {
-        std::vector<wchar_t> text(rng() % 80);
-        for (wchar_t& c : text) {
-            const std::uint32_t limit = rng() % 3 == 0 ? limits[rng() % 6] : 0x7F;
-            c = static_cast<wchar_t>(rng() % (limit + 1));
+    // Runs of one encoded length, long and short, so that block paths start, stop and resume at
+    // every offset; the largest values need five and six bytes, and a few cannot be encoded.
+    const std::uint32_t lows[] = {0, 0x80, 0x800, 0x10000, 0x200000, 0x4000000, 0x80000000};
+    const std::uint32_t highs[] = {0x7F,      0x7FF,      0xFFFF,    0x1FFFFF,
+                                   0x3FFFFFF, 0x7FFFFFFF, 0xFFFFFFFF};
+    for (int round = 0; round < 400; ++round) {
+        std::vector<wchar_t> text;
+        const std::size_t size = rng() % 300;
+        while (text.size() < size) {
+            const unsigned kind = rng() % 8 < 5 ? rng() % 3 : rng() % 7;
+            const std::uint32_t span = highs[kind] - lows[kind];
+            for (std::size_t run = 1 + rng() % 40; run > 0 && text.size() < size; --run) {
+                text.push_back(static_cast<wchar_t>(lows[kind] + rng() % span));
+            }
         }
+        SCOPED_TRACE(round);
         const wchar_t* b = text.data();
         const wchar_t* e = b + text.size();
         const unsigned n = GetUtf8EncodingBytes(b, e);
-        std::vector<char> bytes(n + 1, '#');
-        ASSERT_EQ(bytes.data() + n, EncodeUtf8(b, e, bytes.data()));
-        EXPECT_EQ('#', bytes[n]);
-        ASSERT_EQ(text.size(), GetUtf8StringLength(bytes.data(), n));
-        std::unique_ptr<wchar_t[]> back(Utf8ToWide(bytes.data(), n));
-        EXPECT_EQ(text, std::vector<wchar_t>(back.get(), back.get() + text.size()));
+        // Exact arrays, so that the address sanitizer sees any write past the end.
+        std::unique_ptr<char[]> exact(new char[n]);
+        ASSERT_EQ(exact.get() + n, EncodeUtf8(b, e, exact.get()));
+        std::unique_ptr<char[]> whole(WideToUtf8(b, e));
+        ASSERT_EQ(std::string(exact.get(), n), std::string(whole.get(), n));
+        EXPECT_EQ('\0', whole[n]);
+
+        std::vector<wchar_t> expected;
+        for (wchar_t c : text) {
+            expected.push_back(static_cast<std::uint32_t>(c) < 0x80000000u ? c : L'?');
+        }
+        ASSERT_EQ(expected.size(), GetUtf8StringLength(exact.get(), n));
+        std::unique_ptr<wchar_t[]> decoded(new wchar_t[expected.size()]);
+        ASSERT_EQ(decoded.get() + expected.size(),
+                  ka::kor::DecodeUtf8(exact.get(), exact.get() + n, decoded.get()));
+        EXPECT_EQ(expected, std::vector<wchar_t>(decoded.get(), decoded.get() + expected.size()));
+        std::unique_ptr<wchar_t[]> back(Utf8ToWide(exact.get(), n));
+        EXPECT_EQ(expected, std::vector<wchar_t>(back.get(), back.get() + expected.size()));
+        EXPECT_EQ(L'\0', back[expected.size()]);
     }
 }
 
