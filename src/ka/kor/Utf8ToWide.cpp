@@ -205,28 +205,39 @@ wchar_t* Decode(const unsigned char* p, const unsigned char* e, wchar_t* out) {
     while (e - p >= 16) {
         const unsigned c = p[0];
         if (c < 0x80) {
-            // The whole block is tested first so that its advance is a constant: an advance
-            // computed from the loaded bytes would chain every block to the one before it.
-            if (AsciiPrefix(p) == 16) {
-                WidenAsciiPrefix(p, out, true);
-                p += 16;
-                out += 16;
-                while (e - p >= 16 && AsciiPrefix(p) == 16) {
-                    WidenAsciiPrefix(p, out, true);
-                    p += 16;
-                    out += 16;
-                }
-                continue;
-            }
             if (p[1] >= 0x80) {
                 // A lone blank between words is not worth a block.
                 *out++ = static_cast<wchar_t>(c);
                 ++p;
                 continue;
             }
-            const unsigned n = WidenAsciiPrefix(p, out, kRoomPerByte);
-            p += n;
-            out += n;
+            // Whole blocks advance by a constant, so that each does not wait for the test of the
+            // one before it; only the last, partial one advances by its count.
+            // An accented letter inside ASCII text is taken here too, so that the text stays in
+            // this loop.
+            for (;;) {
+                const unsigned n = WidenAsciiPrefix(p, out, kRoomPerByte);
+                if (n == 16) {
+                    p += 16;
+                    out += 16;
+                } else {
+                    p += n;
+                    out += n;
+                    if (e - p < 3) {
+                        break;
+                    }
+                    const unsigned lead = p[0];
+                    const unsigned next = p[1];
+                    if (lead - 0xC2u > 0xDFu - 0xC2u || !IsContinuation(next) || p[2] >= 0x80) {
+                        break;
+                    }
+                    *out++ = static_cast<wchar_t>(((lead & 0x1Fu) << 6) | (next & 0x3Fu));
+                    p += 2;
+                }
+                if (e - p < 16) {
+                    break;
+                }
+            }
             continue;
         }
         const unsigned c1 = p[1];

@@ -29,27 +29,56 @@ inline std::uint32_t Unit(wchar_t c) {
     return static_cast<std::uint32_t>(c);
 }
 
-// Bytes taken by one character. Every threshold passed adds a byte; a value of 0x80000000 or more
-// passes all five and is taken back to the one byte of its "?". Free of branches, so that sums of
-// it compile to vector code.
+// Bytes taken by one character. Compared as signed 32-bit numbers, every threshold passed adds a
+// byte, and a value of 0x80000000 or more, negative then, passes none and takes the one byte of
+// its "?". Free of branches, so that sums of it compile to vector code.
 inline std::uint32_t EncodedSize(std::uint32_t u) {
-    return 1 + (u >= 0x80u) + (u >= 0x800u) + (u >= 0x10000u) + (u >= 0x200000u) +
-           (u >= 0x4000000u) - 5 * (u >= 0x80000000u);
+    const std::int32_t v = static_cast<std::int32_t>(u);
+    return 1u + (v >= 0x80) + (v >= 0x800) + (v >= 0x10000) + (v >= 0x200000) + (v >= 0x4000000);
 }
 
 std::size_t EncodedSize(const wchar_t* p, const wchar_t* end) {
     std::size_t n = 0;
-    // 32-bit sums over fixed blocks (at most 6 * 256, no overflow) vectorise; the 64-bit total
-    // need not.
-    constexpr int kBlock = 256;
-    while (end - p >= kBlock) {
-        std::uint32_t sum = 0;
-        for (int i = 0; i < kBlock; ++i) {
-            sum += EncodedSize(Unit(p[i]));
+#if defined(__SSE2__)
+    // Sixteen characters at a time: an ASCII block counts sixteen at once; otherwise each
+    // threshold passed adds one per character (cmpgt yields -1, which is subtracted), with the
+    // thresholds above 0xFFFF only tested when the block holds such characters.
+    const __m128i t80 = _mm_set1_epi32(0x7F);
+    const __m128i t800 = _mm_set1_epi32(0x7FF);
+    const __m128i t10000 = _mm_set1_epi32(0xFFFF);
+    const __m128i t200000 = _mm_set1_epi32(0x1FFFFF);
+    const __m128i t4000000 = _mm_set1_epi32(0x3FFFFFF);
+    const __m128i* in = reinterpret_cast<const __m128i*>(p);
+    while (end - p >= 16) {
+        // Lanes gain at most 5 * 4 per block, so 4096 blocks cannot overflow them.
+        __m128i extra = _mm_setzero_si128();
+        int blocks = 0;
+        for (; blocks < 4096 && end - p >= 16; ++blocks, p += 16, in += 4) {
+            const __m128i x[4] = {_mm_loadu_si128(in), _mm_loadu_si128(in + 1),
+                                  _mm_loadu_si128(in + 2), _mm_loadu_si128(in + 3)};
+            const __m128i any = _mm_or_si128(_mm_or_si128(x[0], x[1]), _mm_or_si128(x[2], x[3]));
+            // Values of 0x80000000 or more are negative, take one byte and pass no threshold.
+            const int negative = _mm_movemask_ps(_mm_castsi128_ps(any));
+            if (negative == 0 && _mm_movemask_epi8(_mm_cmpgt_epi32(any, t80)) == 0) {
+                continue;  // all ASCII
+            }
+            const bool beyondPlane =
+                negative != 0 || _mm_movemask_epi8(_mm_cmpgt_epi32(any, t10000)) != 0;
+            for (const __m128i& v : x) {
+                extra = _mm_sub_epi32(extra, _mm_cmpgt_epi32(v, t80));
+                extra = _mm_sub_epi32(extra, _mm_cmpgt_epi32(v, t800));
+                if (beyondPlane) {
+                    extra = _mm_sub_epi32(extra, _mm_cmpgt_epi32(v, t10000));
+                    extra = _mm_sub_epi32(extra, _mm_cmpgt_epi32(v, t200000));
+                    extra = _mm_sub_epi32(extra, _mm_cmpgt_epi32(v, t4000000));
+                }
+            }
         }
-        n += sum;
-        p += kBlock;
+        std::uint32_t lanes[4];
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), extra);
+        n += 16u * static_cast<std::size_t>(blocks) + lanes[0] + lanes[1] + lanes[2] + lanes[3];
     }
+#endif
     for (; p != end; ++p) {
         n += EncodedSize(Unit(*p));
     }
@@ -189,7 +218,9 @@ inline char* EncodeOne(std::uint32_t u, char* out) {
 // Encodes from p. When kBounded, stops at the first character that might not fit before outEnd,
 // leaving p there.
 template <bool kBounded>
-char* Encode(const wchar_t*& p, const wchar_t* end, char* out, const char* outEnd) {
+char* Encode(const wchar_t*& position, const wchar_t* end, char* out, const char* outEnd) {
+    // A local cursor stays in a register; the caller's is written once at the end.
+    const wchar_t* p = position;
     // One turn of this loop takes at most sixteen characters, so room for sixteen of the longest
     // keeps a bounded turn inside outEnd.
     constexpr std::ptrdiff_t kTurnRoom = 16 * kMaxSequence;
@@ -202,21 +233,32 @@ char* Encode(const wchar_t*& p, const wchar_t* end, char* out, const char* outEn
                 ++p;
                 continue;
             }
-            const unsigned n = NarrowAsciiPrefix(p, out);
-            if (n == 16) {
-                // Whole blocks advance by a constant, so that each does not wait for the test of
-                // the one before it.
-                p += 16;
-                out += 16;
-                while (end - p >= 16 && (!kBounded || outEnd - out >= kTurnRoom) &&
-                       SixteenAsciiNarrowed(p, out)) {
+            // Whole blocks advance by a constant, so that each does not wait for the test of the
+            // one before it; only the last, partial one advances by its count.
+            // An accented letter inside ASCII text is taken here too, so that the text stays in
+            // this loop.
+            for (;;) {
+                if (SixteenAsciiNarrowed(p, out)) {
                     p += 16;
                     out += 16;
+                } else {
+                    const unsigned n = NarrowAsciiPrefix(p, out);
+                    p += n;
+                    out += n;
+                    if (end - p < 2) {
+                        break;
+                    }
+                    const std::uint32_t next = Unit(*p);
+                    if (next - 0x80u >= 0x800u - 0x80u || Unit(p[1]) >= 0x80u) {
+                        break;
+                    }
+                    out = EncodeOne(next, out);
+                    ++p;
                 }
-                continue;
+                if (end - p < 16 || (kBounded && outEnd - out < kTurnRoom)) {
+                    break;
+                }
             }
-            p += n;
-            out += n;
         } else if (u < 0x800u) {
             const unsigned n = EncodeTwoBytePrefix(p, out);
             if (n != 0) {
@@ -249,6 +291,7 @@ char* Encode(const wchar_t*& p, const wchar_t* end, char* out, const char* outEn
             out = EncodeOne(u, out);
         }
     }
+    position = p;
     return out;
 }
 

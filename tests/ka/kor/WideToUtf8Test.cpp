@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <random>
@@ -95,10 +96,12 @@ TEST(WideToUtf8, RandomTextRoundTripsThroughEveryEntryPoint) {
             }
         }
         SCOPED_TRACE(round);
-        const wchar_t* b = text.data();
+        // Exact arrays, so that the address sanitizer sees any access past the end.
+        std::unique_ptr<wchar_t[]> input(new wchar_t[text.size()]);
+        std::copy(text.begin(), text.end(), input.get());
+        const wchar_t* b = input.get();
         const wchar_t* e = b + text.size();
         const unsigned n = GetUtf8EncodingBytes(b, e);
-        // Exact arrays, so that the address sanitizer sees any write past the end.
         std::unique_ptr<char[]> exact(new char[n]);
         ASSERT_EQ(exact.get() + n, EncodeUtf8(b, e, exact.get()));
         std::unique_ptr<char[]> whole(WideToUtf8(b, e));
