@@ -215,6 +215,16 @@ inline char* EncodeOne(std::uint32_t u, char* out) {
     return out + extra + 1;
 }
 
+// Writes the three bytes of a character from 0x800 to 0xFFFF at out, as one four-byte store
+// (a fourth byte of zero lands after them), and returns out + 3.
+inline char* EncodeThreeByteWord(std::uint32_t u, char* out) {
+    const unsigned char bytes[4] = {static_cast<unsigned char>(0xE0u | (u >> 12)),
+                                    static_cast<unsigned char>(0x80u | ((u >> 6) & 0x3Fu)),
+                                    static_cast<unsigned char>(0x80u | (u & 0x3Fu)), 0};
+    std::memcpy(out, bytes, sizeof bytes);
+    return out + 3;
+}
+
 // Encodes from p. When kBounded, stops at the first character that might not fit before outEnd,
 // leaving p there.
 template <bool kBounded>
@@ -269,12 +279,15 @@ char* Encode(const wchar_t*& position, const wchar_t* end, char* out, const char
                 ++p;
             }
         } else if (u < 0x10000u) {
-            // Scripts written in three-byte forms (CJK, kana, Indic) come in runs.
-            const wchar_t* const stop = p + 16;
+            // Scripts written in three-byte forms (CJK, kana, Indic) come in runs. Each
+            // character is written as one four-byte word whose last byte the next overwrites;
+            // sixteen characters still to come need far more room than that one byte.
+            const wchar_t* const stop = p + 15;
+            std::uint32_t c = u;
             do {
-                out = EncodeOne(Unit(*p), out);
-                ++p;
-            } while (p != stop && Unit(*p) - 0x800u < 0x10000u - 0x800u);
+                out = EncodeThreeByteWord(c, out);
+                c = Unit(*++p);
+            } while (p != stop && c - 0x800u < 0x10000u - 0x800u);
         } else {
             out = EncodeOne(u, out);
             ++p;
