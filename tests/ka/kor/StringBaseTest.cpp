@@ -50,82 +50,55 @@ class StringBaseOps : public testing::Test {};
 using AllStrings = testing::Types<String, AString, NString>;
 TYPED_TEST_SUITE(StringBaseOps, AllStrings);
 
-TYPED_TEST(StringBaseOps, NullPointersAreTheEmptyText) {
+TYPED_TEST(StringBaseOps, NullIsEmptyAndEmbeddedZerosAreKept) {
     using S = TypeParam;
     using C = typename S::value_type;
     const C* null = nullptr;
-    S s[] = {S(null), S(null, 4u), S(null, null)};
-    for (S& e : s) {
+    for (const S& e : {S(null), S(null, 4u), S(null, null)}) {
         EXPECT_TRUE(e.empty());
-        ASSERT_NE(nullptr, e.c_str());
         EXPECT_EQ(C(), e.c_str()[0]);
     }
     S t = Make<S>("abc");
     t = null;
-    EXPECT_TRUE(t.empty());
     t.append(Make<S>("x")).append(null).append(null, 3u);
-    t += null;
     EXPECT_EQ("x", Ascii(t));
-    t.assign(null, 2);
-    EXPECT_TRUE(t.empty());
-    EXPECT_EQ(0, t.compare(null));
     EXPECT_EQ(0u, Make<S>("ab").find(null));
+
+    const S z = Make<S>("a\0b", 3);
+    EXPECT_TRUE(z.hasEmbeddedNull());
+    EXPECT_EQ(C(), z.c_str()[3]);
+    EXPECT_EQ(0, S(z.begin(), z.end()).exactCompare(z));
+    EXPECT_NE(z, Make<S>("a\0c", 3));
+    EXPECT_EQ(1u, S(z.c_str(), 3u).length());  // a pointer and a count stop at a zero
 }
 
-TYPED_TEST(StringBaseOps, KeepsEmbeddedZerosAndTheTerminator) {
-    using S = TypeParam;
-    const S s = Make<S>("a\0b", 3);
-    EXPECT_EQ(3u, s.length());
-    EXPECT_TRUE(s.hasEmbeddedNull());
-    EXPECT_FALSE(Make<S>("ab").hasEmbeddedNull());
-    EXPECT_EQ(0, s.c_str()[3]);
-    const S copy(s.begin(), s.end());
-    EXPECT_EQ(0, copy.exactCompare(s));
-    EXPECT_NE(s, Make<S>("a\0c", 3));
-    // A pointer and a count read up to the first zero.
-    EXPECT_EQ(1u, S(s.c_str(), 3u).length());
-    EXPECT_EQ(2u, S(Make<S>("abc").c_str(), 2u).length());
-}
-
-TYPED_TEST(StringBaseOps, BuildsSubstringsAndConcatenations) {
+TYPED_TEST(StringBaseOps, BuildsGrowsAndResizes) {
     using S = TypeParam;
     const S s = Make<S>("abcdef");
     EXPECT_EQ("cd", Ascii(S(s, 2, 2)));
-    EXPECT_EQ("cdef", Ascii(s.substr(2)));
     EXPECT_EQ("ef", Ascii(s.substr(4, 100)));  // a count past the end is clipped
     EXPECT_EQ("", Ascii(s.substr(6)));
-    EXPECT_EQ("abcdefabcdef", Ascii(S(s, s)));
     EXPECT_EQ("xxx", Ascii(S(3, 'x')));
-    EXPECT_THROW(s.substr(7), OutOfRange2);
-    EXPECT_THROW(S(s, 7, 0), OutOfRange2);
     typename S::value_type out[8] = {};
     EXPECT_EQ(2u, s.copy(out, 5, 4));
-    EXPECT_EQ('e', out[0]);
     EXPECT_EQ('f', out[1]);
-    EXPECT_THROW(s.copy(out, 1, 7), OutOfRange2);
-}
+    for (const auto& op : std::vector<std::function<void()>>{
+             [&] { s.substr(7); }, [&] { S(s, 7, 0); }, [&] { s.copy(out, 1, 7); },
+             [&] { S(s).append(s, 7, 1); }}) {
+        EXPECT_THROW(op(), OutOfRange2);
+    }
 
-TYPED_TEST(StringBaseOps, GrowsByEveryAppendForm) {
-    using S = TypeParam;
-    S s = Make<S>("ab");
-    const S cd = Make<S>("cd");
-    s.append(cd)
-        .append(Make<S>("xefx"), 1, 2)
-        .append(Make<S>("gh").c_str())
-        .append(Make<S>("ijk").c_str(), 2u);
-    s.append(2, 'k');
-    s += 'l';
-    s += Make<S>("m").c_str();
-    s += Make<S>("n");
-    EXPECT_EQ("abcdefghijkklmn", Ascii(s));
-    EXPECT_EQ("abcdefghijkklmnop", Ascii(s + Make<S>("op")));
-    EXPECT_EQ("abcdefghijkklmnz", Ascii(s + 'z'));
-    EXPECT_EQ("zcd", Ascii(Make<S>("z").c_str() + cd));
-    s.resize(3);
-    EXPECT_EQ("abc", Ascii(s));
-    s.resize(5, '-');
-    EXPECT_EQ("abc--", Ascii(s));
-    EXPECT_THROW(s.append(cd, 3, 1), OutOfRange2);
+    S g = Make<S>("ab");
+    g.append(Make<S>("xcdx"), 1, 2)
+        .append(Make<S>("ef").c_str())
+        .append(Make<S>("ghi").c_str(), 2u);
+    g.append(2, 'i');
+    g += 'j';
+    EXPECT_EQ("abcdefghiij", Ascii(g));
+    EXPECT_EQ("zabcdefghiijk", Ascii(Make<S>("z").c_str() + g + Make<S>("k")));
+    g.resize(3);
+    g.resize(5, '-');
+    EXPECT_EQ("abc--", Ascii(g));
 }
 
 TYPED_TEST(StringBaseOps, AppendsFromItselfAcrossGrowth) {
@@ -167,67 +140,33 @@ TYPED_TEST(StringBaseOps, Searches) {
     const auto npos = S::npos;
     const S h = Make<S>("abcabc");
     const S empty;
-    // Each needle given as a string is also tried as a character pointer.
-    auto both = [](unsigned (S::*byString)(const S&, unsigned) const,
-                   unsigned (S::*byPointer)(const typename S::value_type*, unsigned) const,
-                   const S& hay, const char* needle, unsigned pos) {
-        const S n = Make<S>(needle);
-        const unsigned r = (hay.*byString)(n, pos);
-        EXPECT_EQ(r, (hay.*byPointer)(n.c_str(), pos)) << needle;
-        return r;
-    };
+    auto m = [](const char* ascii) { return Make<S>(ascii); };
     struct Case {
         const char* what;
         std::function<unsigned()> op;
         unsigned expected;
     };
     const Case cases[] = {
-        {"find b", [&] { return h.find('b'); }, 1},
         {"find b from 2", [&] { return h.find('b', 2); }, 4},
-        {"find z", [&] { return h.find('z'); }, npos},
-        {"find a from 100", [&] { return h.find('a', 100); }, npos},
-        {"find bc", [&] { return both(&S::find, &S::find, h, "bc", 0); }, 1},
-        {"find bc from 2", [&] { return both(&S::find, &S::find, h, "bc", 2); }, 4},
-        {"find empty at end", [&] { return both(&S::find, &S::find, h, "", 6); }, 6},
-        {"find empty past end", [&] { return both(&S::find, &S::find, h, "", 7); }, npos},
-        {"find longer", [&] { return both(&S::find, &S::find, h, "abcabca", 0); }, npos},
-        {"rfind b", [&] { return h.rfind('b'); }, 4},
+        {"find bc from 2", [&] { return h.find(m("bc"), 2); }, 4},
+        {"find bc pointer", [&] { return h.find(m("bc").c_str(), 0); }, 1},
+        {"find empty at end", [&] { return h.find(m(""), 6); }, 6},
+        {"find empty past end", [&] { return h.find(m(""), 7); }, npos},
         {"rfind b from 3", [&] { return h.rfind('b', 3); }, 1},
-        {"rfind b from 0", [&] { return h.rfind('b', 0); }, npos},
-        {"rfind a from 0", [&] { return h.rfind('a', 0); }, 0},
         {"rfind in empty", [&] { return empty.rfind('a'); }, npos},
-        {"rfind bc", [&] { return both(&S::rfind, &S::rfind, h, "bc", npos); }, 4},
-        {"rfind bc from 3", [&] { return both(&S::rfind, &S::rfind, h, "bc", 3); }, 1},
-        {"rfind empty", [&] { return both(&S::rfind, &S::rfind, h, "", npos); }, 6},
-        {"rfind empty from 2", [&] { return both(&S::rfind, &S::rfind, h, "", 2); }, 2},
-        {"rfind whole", [&] { return both(&S::rfind, &S::rfind, h, "abcabc", npos); }, 0},
-        {"rfind empty in empty", [&] { return both(&S::rfind, &S::rfind, empty, "", npos); }, 0},
-        {"first of cb", [&] { return both(&S::find_first_of, &S::find_first_of, h, "cb", 0); }, 1},
-        {"first of cb from 3",
-         [&] { return both(&S::find_first_of, &S::find_first_of, h, "cb", 3); }, 4},
-        {"first of none", [&] { return both(&S::find_first_of, &S::find_first_of, h, "", 0); },
-         npos},
-        {"first of c", [&] { return h.find_first_of('c'); }, 2},
-        {"first not of ab",
-         [&] { return both(&S::find_first_not_of, &S::find_first_not_of, h, "ab", 0); }, 2},
-        {"first not of abc",
-         [&] { return both(&S::find_first_not_of, &S::find_first_not_of, h, "abc", 0); }, npos},
-        {"first not of none",
-         [&] { return both(&S::find_first_not_of, &S::find_first_not_of, h, "", 2); }, 2},
-        {"first not of a", [&] { return h.find_first_not_of('a'); }, 1},
-        {"last of ab", [&] { return both(&S::find_last_of, &S::find_last_of, h, "ab", npos); }, 4},
-        {"last of ab from 2", [&] { return both(&S::find_last_of, &S::find_last_of, h, "ab", 2); },
-         1},
+        {"rfind bc", [&] { return h.rfind(m("bc")); }, 4},
+        {"rfind bc pointer from 3", [&] { return h.rfind(m("bc").c_str(), 3); }, 1},
+        {"rfind empty from 2", [&] { return h.rfind(m(""), 2); }, 2},
+        {"rfind empty in empty", [&] { return empty.rfind(m("")); }, 0},
+        {"first of cb from 3", [&] { return h.find_first_of(m("cb"), 3); }, 4},
+        {"first of c pointer", [&] { return h.find_first_of(m("c").c_str()); }, 2},
+        {"first not of ab", [&] { return h.find_first_not_of(m("ab")); }, 2},
+        {"first not of abc", [&] { return h.find_first_not_of(m("abc").c_str()); }, npos},
+        {"last of ab from 2", [&] { return h.find_last_of(m("ab"), 2); }, 1},
         {"last of c from 1", [&] { return h.find_last_of('c', 1); }, npos},
-        {"last of in empty",
-         [&] { return both(&S::find_last_of, &S::find_last_of, empty, "a", npos); }, npos},
-        {"last not of c",
-         [&] { return both(&S::find_last_not_of, &S::find_last_not_of, h, "c", npos); }, 4},
-        {"last not of bc from 2",
-         [&] { return both(&S::find_last_not_of, &S::find_last_not_of, h, "bc", 2); }, 0},
-        {"last not of abc",
-         [&] { return both(&S::find_last_not_of, &S::find_last_not_of, h, "abc", npos); }, npos},
-        {"last not of c from 100", [&] { return h.find_last_not_of('c', 100); }, 4},
+        {"last of in empty", [&] { return empty.find_last_of(m("a").c_str()); }, npos},
+        {"last not of bc from 2", [&] { return h.find_last_not_of(m("bc"), 2); }, 0},
+        {"last not of abc", [&] { return h.find_last_not_of(m("abc").c_str()); }, npos},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -247,7 +186,6 @@ TYPED_TEST(StringBaseOps, ErasesAndReplaces) {
         {"erase 1,2", [](S& s) { s.erase(1, 2); }, "aabc"},
         {"erase from 4", [](S& s) { s.erase(4); }, "abca"},
         {"erase at end", [](S& s) { s.erase(6, 3); }, "abcabc"},
-        {"erase all", [](S& s) { s.erase(); }, ""},
         {"erase range",
          [](S& s) { EXPECT_EQ(s.begin() + 1, s.erase(s.begin() + 1, s.begin() + 5)); }, "ac"},
         {"replace 1,2", [](S& s) { s.replace(1, 2, Make<S>("XYZ")); }, "aXYZabc"},
@@ -263,43 +201,30 @@ TYPED_TEST(StringBaseOps, ErasesAndReplaces) {
         c.op(s);
         EXPECT_EQ(c.expected, Ascii(s));
     }
-    const std::function<void(S&)> outOfRange[] = {
-        [](S& s) { s.erase(7); },
-        [](S& s) { s.replace(7, 0, Make<S>("x")); },
-        [](S& s) { s.replace(0, 1, Make<S>("x"), 2, 1); },
-    };
-    for (const auto& op : outOfRange) {
-        S s = h;
-        try {
-            op(s);
-            ADD_FAILURE() << "no exception";
-        } catch (const OutOfRange2& e) {
-            EXPECT_STREQ("Out of range: String offset out of range", e.what());
-            EXPECT_EQ(0x8ABC7007u, e.getErrorCode());
-        }
-        EXPECT_EQ("abcabc", Ascii(s));
+    S s = h;
+    try {
+        s.replace(0, 1, Make<S>("x"), 2, 1);
+        ADD_FAILURE() << "no exception";
+    } catch (const OutOfRange2& e) {
+        EXPECT_STREQ("Out of range: String offset out of range", e.what());
+        EXPECT_EQ(0x8ABC7007u, e.getErrorCode());
     }
+    EXPECT_THROW(s.erase(7), OutOfRange2);
+    EXPECT_THROW(s.replace(7, 0, h), OutOfRange2);
+    EXPECT_EQ("abcabc", Ascii(s));
 }
 
 TYPED_TEST(StringBaseOps, ComparesCaseInsensitivelyAndExactly) {
     using S = TypeParam;
     const S abc = Make<S>("abc");
     const S ABC = Make<S>("ABC");
-    EXPECT_TRUE(abc == ABC);
-    EXPECT_FALSE(abc != ABC);
-    EXPECT_TRUE(abc == ABC.c_str());
-    EXPECT_TRUE(ABC.c_str() == abc);
-    EXPECT_TRUE(Make<S>("ab") < ABC);
-    EXPECT_TRUE(Make<S>("ABD") > abc);
-    EXPECT_TRUE(abc < Make<S>("b").c_str());
+    EXPECT_TRUE(abc == ABC && ABC.c_str() == abc && !(abc != ABC.c_str()));
+    EXPECT_TRUE(Make<S>("ab") < ABC && Make<S>("ABD") > abc.c_str());
     EXPECT_EQ(-2, Make<S>("ab").compare(Make<S>("ABCD")));  // the difference of the lengths
-    EXPECT_LT(0, Make<S>("abcd").compare(ABC.c_str()));
     EXPECT_EQ(0, Make<S>("a\0b", 3).compare(Make<S>("A\0B", 3)));
-    EXPECT_LT(0, Make<S>("a\0b", 3).compare(Make<S>("a")));
-
+    EXPECT_LT(0, Make<S>("a\0b", 3).compare(Make<S>("a").c_str()));
     EXPECT_LT(0, abc.exactCompare(ABC));  // 'a' follows 'A' in code-unit order
-    EXPECT_GT(0, ABC.exactCompare(abc.c_str()));
-    EXPECT_EQ(0, abc.exactCompare(Make<S>("abc")));
+    EXPECT_EQ(0, abc.exactCompare(Make<S>("abc").c_str()));
     EXPECT_EQ(-1, Make<S>("ab").exactCompare(abc));
 }
 
@@ -316,15 +241,11 @@ TEST(StringBaseConversion, UsesEachStringsCodeSet) {
     {
         LocaleScope scope("C.UTF-8");
         EXPECT_STREQ(L"\u00E9t\u00E9", String(utf8).c_str());
-        EXPECT_STREQ(L"\u00E9", String(utf8, 2u).c_str());
         EXPECT_STREQ(L"\u00E9t", String(utf8, utf8 + 3).c_str());
         EXPECT_STREQ(utf8, AString(L"\u00E9t\u00E9").c_str());
         EXPECT_STREQ(utf8, AString(String(L"\u00E9t\u00E9")).c_str());
         EXPECT_STREQ("?t?", NString(L"\u00E9t\u00E9").c_str());  // always US-ASCII
         EXPECT_STREQ(L"\u00E9t\u00E9", String(AString(utf8)).c_str());
-        String w;
-        w = utf8;
-        EXPECT_STREQ(L"\u00E9t\u00E9", w.c_str());
         AString a;
         a = L"\u20AC";
         EXPECT_STREQ("\xE2\x82\xAC", a.c_str());
@@ -346,15 +267,14 @@ TEST(StringBaseConversion, UsesEachStringsCodeSet) {
     EXPECT_TRUE(NString(static_cast<const wchar_t*>(nullptr)).empty());
 }
 
+// Serializes at an odd offset (counts are written unaligned) into exactly the reported size.
 template <typename S>
 Bytes Serialize(const S& s) {
-    const unsigned n = s.serializationSize();
-    Bytes out(n + 2, 0xEE);
-    unsigned char* p = out.data() + 1;  // odd offset: counts are read and written unaligned
-    s.serialize(p, out.data() + 1 + n);
-    EXPECT_EQ(out.data() + 1 + n, p);
-    EXPECT_EQ(0xEE, out[n + 1]);
-    return Bytes(out.begin() + 1, out.begin() + 1 + n);
+    Bytes out(s.serializationSize() + 1, 0xEE);
+    unsigned char* p = out.data() + 1;
+    s.serialize(p, out.data() + out.size());
+    EXPECT_EQ(out.data() + out.size(), p);
+    return Bytes(out.begin() + 1, out.end());
 }
 
 template <typename S>
@@ -366,25 +286,20 @@ S Deserialize(const Bytes& bytes) {
     return s;
 }
 
-TEST(StringBaseSerialization, WideTextIsCountedUtf8) {
-    const String s(L"A\u00E9\U0001F600");
-    const Bytes expected = {0x07, 0x00, 0x00, 0x00, 0x41, 0xC3, 0xA9, 0xF0, 0x9F, 0x98, 0x80};
-    EXPECT_EQ(expected, Serialize(s));
-    EXPECT_EQ(0, Deserialize<String>(expected).exactCompare(s));
+TEST(StringBaseSerialization, WritesAndReadsBothForms) {
+    // Wide: count of UTF-8 bytes, then the bytes. Narrow: count of bytes with a terminator.
+    const Bytes wide = {0x07, 0x00, 0x00, 0x00, 0x41, 0xC3, 0xA9, 0xF0, 0x9F, 0x98, 0x80};
+    EXPECT_EQ(wide, Serialize(String(L"A\u00E9\U0001F600")));
+    EXPECT_STREQ(L"A\u00E9\U0001F600", Deserialize<String>(wide).c_str());
     EXPECT_EQ((Bytes{0, 0, 0, 0}), Serialize(String()));
     EXPECT_TRUE(Deserialize<String>({0, 0, 0, 0}).empty());
-    // A value UTF-8 cannot hold is written as "?".
     EXPECT_EQ((Bytes{1, 0, 0, 0, '?'}), Serialize(String(1, static_cast<wchar_t>(0x80000000u))));
-}
 
-TEST(StringBaseSerialization, NarrowTextIsCountedAndTerminated) {
     const Bytes ab = {0x03, 0x00, 0x00, 0x00, 'a', 'b', 0x00};
     EXPECT_EQ(ab, Serialize(AString("ab")));
-    EXPECT_EQ(ab, Serialize(NString("ab")));
-    EXPECT_STREQ("ab", Deserialize<AString>(ab).c_str());
     EXPECT_STREQ("ab", Deserialize<NString>(ab).c_str());
     const Bytes zero = {0x04, 0x00, 0x00, 0x00, 'a', 0x00, 'b', 0x00};
-    EXPECT_EQ(zero, Serialize(Make<AString>("a\0b", 3)));
+    EXPECT_EQ(zero, Serialize(Make<NString>("a\0b", 3)));
     EXPECT_EQ(3u, Deserialize<AString>(zero).length());
     EXPECT_EQ((Bytes{1, 0, 0, 0, 0}), Serialize(NString()));
 }
@@ -398,12 +313,6 @@ void ExpectShortRoomThrows(const S& s) {
     EXPECT_EQ(Bytes(out.size(), 0xEE), out);
 }
 
-TEST(StringBaseSerialization, ShortRoomThrowsBeforeWriting) {
-    ExpectShortRoomThrows(String(L"\u00E9x"));
-    ExpectShortRoomThrows(AString("abc"));
-    ExpectShortRoomThrows(NString(""));
-}
-
 template <typename S, typename E>
 void ExpectFailedReadKeepsTarget(const Bytes& bytes) {
     SCOPED_TRACE(testing::PrintToString(bytes));
@@ -414,12 +323,13 @@ void ExpectFailedReadKeepsTarget(const Bytes& bytes) {
     EXPECT_EQ("keep", Ascii(s));
 }
 
-TEST(StringBaseSerialization, FailedReadLeavesTargetUnchanged) {
+TEST(StringBaseSerialization, FailuresChangeNothing) {
+    ExpectShortRoomThrows(String(L"\u00E9x"));
+    ExpectShortRoomThrows(AString("abc"));
+    ExpectShortRoomThrows(NString(""));
     ExpectFailedReadKeepsTarget<String, DeserializationError>({0x03, 0x00, 0x00});
     ExpectFailedReadKeepsTarget<String, DeserializationError>({0x02, 0x00, 0x00, 0x00, 'a'});
     ExpectFailedReadKeepsTarget<String, InvalidSequence>({0x02, 0x00, 0x00, 0x00, 0xC0, 0x80});
-    ExpectFailedReadKeepsTarget<String, InvalidSequence>({0x02, 0x00, 0x00, 0x00, 'a', 0xE2});
-    ExpectFailedReadKeepsTarget<AString, DeserializationError>({0x02, 0x00, 0x00, 0x00, 'a'});
     ExpectFailedReadKeepsTarget<AString, DeserializationError>({0x02, 0x00, 0x00, 0x00, 'a', 'b'});
     ExpectFailedReadKeepsTarget<NString, DeserializationError>({0x00, 0x00, 0x00, 0x00});
     ExpectFailedReadKeepsTarget<NString, DeserializationError>({0xFF, 0xFF, 0xFF, 0xFF, 0x00});
