@@ -25,6 +25,7 @@ int ErrorCommand(const Args& args, std::ostream& out);
 int UrlCommand(const Args& args, std::ostream& out);
 int ArchiveUrlCommand(const Args& args, std::ostream& out);
 int PacketCommand(const Args& args, std::ostream& out);
+int TimeCommand(const Args& args, std::ostream& out);
 
 // Parses a 32-bit word written in hex ("0x41") or decimal ("65", or "-2147467259" for a code the
 // host shows as signed); throws UsageError naming what for anything else.

@@ -17,6 +17,9 @@ const char kUsage[] =
     "  url TEXT       how an item address is read: render type, components, rendering\n"
     "  archive-url TEXT\n"
     "                 how an archive address is read: components, item address, rendering\n"
+    "  time [OPTIONS] the current time stamp, its words and its text in UTC, local time or a\n"
+    "                 zone (--utc, --local, --zone=MINUTES[,NAME], --date=PATTERN,\n"
+    "                 --time=PATTERN in Windows letters such as yyyy-MM-dd, --digits=0..3)\n"
     "  packet HEX|-   walk a flex packet (hex, or raw bytes on stdin) and print its tree\n"
     "  packet --example NAME\n"
     "                 build an example packet (i32, f64, astring, utf16, time, array, astrings,\n"
@@ -28,8 +31,11 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"quality", katag::QualityCommand}, {"error", katag::ErrorCommand},
-    {"url", katag::UrlCommand},         {"archive-url", katag::ArchiveUrlCommand},
+    {"quality", katag::QualityCommand},
+    {"error", katag::ErrorCommand},
+    {"url", katag::UrlCommand},
+    {"archive-url", katag::ArchiveUrlCommand},
+    {"time", katag::TimeCommand},
     {"packet", katag::PacketCommand},
 };
 
