@@ -16,19 +16,26 @@ const char kUsage[] =
     "  error CODE     which exception classes report a host error code, with their texts\n"
     "  url TEXT       how an item address is read: render type, components, rendering\n"
     "  archive-url TEXT\n"
-    "                 how an archive address is read: components, item address, rendering\n";
+    "                 how an archive address is read: components, item address, rendering\n"
+    "  base64 encode|decode\n"
+    "                 Base64 of standard input on standard output (decode ignores a final line\n"
+    "                 end and rejects anything else that is not strict Base64)\n";
 
 struct Command {
     const char* name;
     int (*run)(const katag::Args&, std::ostream&);
 };
 
+// One command per line, in the order of the usage text.
+// clang-format off
 const Command kCommands[] = {
     {"quality", katag::QualityCommand},
     {"error", katag::ErrorCommand},
     {"url", katag::UrlCommand},
     {"archive-url", katag::ArchiveUrlCommand},
+    {"base64", katag::Base64Command},
 };
+// clang-format on
 
 }  // namespace
 
