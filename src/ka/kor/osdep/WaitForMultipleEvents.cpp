@@ -1,0 +1,16 @@
+#include "ka/kor/osdep/WaitForMultipleEvents.h"
+
+#include "ka/kor/osdep/Event.h"
+
+namespace ka {
+namespace kor {
+namespace osdep {
+
+int WaitForMultipleEvents(std::uint32_t count, Event** events, bool waitAll,
+                          std::uint32_t timeoutMs, std::uint32_t pollMs) {
+    return detail::MultipleEventWait<Event>::Wait(count, events, waitAll, timeoutMs, pollMs);
+}
+
+}  // namespace osdep
+}  // namespace kor
+}  // namespace ka
