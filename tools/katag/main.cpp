@@ -19,7 +19,8 @@ const char kUsage[] =
     "                 how an archive address is read: components, item address, rendering\n"
     "  base64 encode|decode\n"
     "                 Base64 of standard input on standard output (decode ignores a final line\n"
-    "                 end and rejects anything else that is not strict Base64)\n";
+    "                 end and rejects anything else that is not strict Base64)\n"
+    "  guid [N]       N new time-based identifiers (default 1), one per line\n";
 
 struct Command {
     const char* name;
@@ -34,6 +35,7 @@ const Command kCommands[] = {
     {"url", katag::UrlCommand},
     {"archive-url", katag::ArchiveUrlCommand},
     {"base64", katag::Base64Command},
+    {"guid", katag::GuidCommand},
 };
 // clang-format on
 
