@@ -1,7 +1,7 @@
-// A compact six-bit text form of bytes: every 6 bits become one character from "!" (0) to "`"
-// (63), so the text needs no quoting in the places where it is stored. Deliberately not classic
-// uuencode (offset 0x20, counted lines): the offset is 0x21 and there is no padding, no length
-// character and no line structure, which is the form other components already read.
+// A compact six-bit text form of bytes: every 6 bits become one printable character, "!" (0) to
+// "`" (63). Deliberately not classic uuencode (offset 0x20, counted lines): the offset is 0x21 and
+// there is no padding, no length character and no line structure, so that texts already stored in
+// this form keep decoding.
 #pragma once
 
 #include <cstdint>
