@@ -20,7 +20,10 @@ const char kUsage[] =
     "  base64 encode|decode\n"
     "                 Base64 of standard input on standard output (decode ignores a final line\n"
     "                 end and rejects anything else that is not strict Base64)\n"
-    "  guid [N]       N new time-based identifiers (default 1), one per line\n";
+    "  guid [N]       N new time-based identifiers (default 1), one per line\n"
+    "  time [OPTIONS] the current time stamp, its words and its text in UTC, local time or a\n"
+    "                 zone (--utc, --local, --zone=MINUTES[,NAME], --date=PATTERN,\n"
+    "                 --time=PATTERN in Windows letters such as yyyy-MM-dd, --digits=0..3)\n";
 
 struct Command {
     const char* name;
@@ -36,6 +39,7 @@ const Command kCommands[] = {
     {"archive-url", katag::ArchiveUrlCommand},
     {"base64", katag::Base64Command},
     {"guid", katag::GuidCommand},
+    {"time", katag::TimeCommand},
 };
 // clang-format on
 

@@ -2,7 +2,7 @@
 
 #include <pthread.h>
 
-#include "ka/kor/osdep/TimeoutToTimespec.h"
+#include "ka/kor/osdep/TimedWaitDeadline.h"
 
 namespace ka {
 namespace kor {

@@ -12,8 +12,13 @@ namespace osdep {
 
 namespace {
 
+// The difference of the lengths, held within int for texts longer than any string can be.
 int LengthOrder(std::size_t a, std::size_t b) {
-    return a < b ? -1 : (a > b ? 1 : 0);
+    const std::size_t limit = 0x7FFFFFFF;
+    if (a >= b) {
+        return static_cast<int>(a - b < limit ? a - b : limit);
+    }
+    return -static_cast<int>(b - a < limit ? b - a : limit);
 }
 
 }  // namespace

