@@ -24,6 +24,9 @@ int QualityCommand(const Args& args, std::ostream& out);
 int ErrorCommand(const Args& args, std::ostream& out);
 int UrlCommand(const Args& args, std::ostream& out);
 int ArchiveUrlCommand(const Args& args, std::ostream& out);
+// Reads standard input.
+int Base64Command(const Args& args, std::ostream& out);
+int GuidCommand(const Args& args, std::ostream& out);
 int TimeCommand(const Args& args, std::ostream& out);
 
 // Parses a 32-bit word written in hex ("0x41") or decimal ("65", or "-2147467259" for a code the
