@@ -6,6 +6,7 @@
 #include <sched.h>
 #include <sys/socket.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
@@ -81,6 +82,8 @@ bool ReadHardwareAddress(unsigned char (&node)[kNodeSize]) {
 struct Generator {
     CriticalSection lock;
     bool started = false;
+    // The process that started the generator; a forked child starts its own.
+    pid_t owner = 0;
     // System time minus counter at the first call, both in 100-ns intervals.
     std::uint64_t base = 0;
     GuidClock clock{0};
@@ -91,7 +94,12 @@ struct Generator {
         base = SystemTime() - counter;
         const unsigned int high = RandomByte();
         const unsigned int low = RandomByte();
-        clock = GuidClock(static_cast<std::uint16_t>((high << 8) | low));
+        // rand() repeats the same numbers in every process that never seeds it, and processes
+        // on one machine share the node, so the process id is mixed in: without it two
+        // processes would issue the same identifiers in the same microsecond.
+        owner = getpid();
+        clock = GuidClock(
+            static_cast<std::uint16_t>(((high << 8) | low) ^ static_cast<unsigned int>(owner)));
         if (!ReadHardwareAddress(node)) {
             for (unsigned char& b : node) {
                 b = RandomByte();
@@ -118,7 +126,7 @@ Guid MakeGUID() {
     unsigned char data4[8];
     {
         CriticalSection::Guard guard(g.lock);
-        if (!g.started) {
+        if (!g.started || g.owner != getpid()) {
             g.start();
         }
         while (!g.clock.issue(g.base + Counter(), time, sequence)) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstring>
@@ -66,6 +68,34 @@ TEST(MakeGUID, ThreadsMakingIdentifiersAtOnceNeverCollide) {
         }
     }
     EXPECT_EQ(static_cast<std::size_t>(kThreads * kEach), seen.size());
+}
+
+std::uint16_t SequenceOf(const Guid& g) {
+    return static_cast<std::uint16_t>(((g.data4()[0] & 0x3F) << 8) | g.data4()[1]);
+}
+
+TEST(MakeGUID, ForkedChildStartsItsOwnSequence) {
+    const Guid before = osdep::MakeGUID();
+    int fds[2];
+    ASSERT_EQ(0, pipe(fds));
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const Guid g = osdep::MakeGUID();
+        _exit(write(fds[1], g.bytes(), 16) == 16 ? 0 : 1);
+    }
+    close(fds[1]);
+    unsigned char bytes[16] = {};
+    const ssize_t n = read(fds[0], bytes, sizeof bytes);
+    close(fds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_EQ(16, n);
+    Guid child;
+    const unsigned char* cursor = bytes;
+    child.deserialize(cursor, bytes + 16);
+    // Same node and the same moment, so only a sequence of its own keeps the child apart.
+    EXPECT_NE(SequenceOf(before), SequenceOf(child));
+    EXPECT_NE(SequenceOf(osdep::MakeGUID()), SequenceOf(child));
 }
 
 }  // namespace
