@@ -24,6 +24,9 @@ int QualityCommand(const Args& args, std::ostream& out);
 int ErrorCommand(const Args& args, std::ostream& out);
 int UrlCommand(const Args& args, std::ostream& out);
 int ArchiveUrlCommand(const Args& args, std::ostream& out);
+// Reads standard input.
+int Base64Command(const Args& args, std::ostream& out);
+int GuidCommand(const Args& args, std::ostream& out);
 int PacketCommand(const Args& args, std::ostream& out);
 int TimeCommand(const Args& args, std::ostream& out);
 

@@ -17,6 +17,10 @@ const char kUsage[] =
     "  url TEXT       how an item address is read: render type, components, rendering\n"
     "  archive-url TEXT\n"
     "                 how an archive address is read: components, item address, rendering\n"
+    "  base64 encode|decode\n"
+    "                 Base64 of standard input on standard output (decode ignores a final line\n"
+    "                 end and rejects anything else that is not strict Base64)\n"
+    "  guid [N]       N new time-based identifiers (default 1), one per line\n"
     "  time [OPTIONS] the current time stamp, its words and its text in UTC, local time or a\n"
     "                 zone (--utc, --local, --zone=MINUTES[,NAME], --date=PATTERN,\n"
     "                 --time=PATTERN in Windows letters such as yyyy-MM-dd, --digits=0..3)\n"
@@ -30,14 +34,19 @@ struct Command {
     int (*run)(const katag::Args&, std::ostream&);
 };
 
+// One command per line, in the order of the usage text.
+// clang-format off
 const Command kCommands[] = {
     {"quality", katag::QualityCommand},
     {"error", katag::ErrorCommand},
     {"url", katag::UrlCommand},
     {"archive-url", katag::ArchiveUrlCommand},
+    {"base64", katag::Base64Command},
+    {"guid", katag::GuidCommand},
     {"time", katag::TimeCommand},
     {"packet", katag::PacketCommand},
 };
+// clang-format on
 
 }  // namespace
 

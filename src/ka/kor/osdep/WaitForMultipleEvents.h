@@ -15,6 +15,7 @@ namespace kor {
 namespace osdep {
 
 class Event;
+class NamedEvent;
 
 // A timeout that never ends.
 constexpr std::uint32_t kWaitInfinite = 0xFFFFFFFFu;
@@ -35,6 +36,10 @@ constexpr int kWaitTimedOut = -1;
 //
 // Throws InvalidArgument2 when count is 0, events is null or an entry is null.
 int WaitForMultipleEvents(std::uint32_t count, Event** events, bool waitAll,
+                          std::uint32_t timeoutMs, std::uint32_t pollMs);
+// The same for events shared between processes; their operations may also raise the
+// exceptions of NamedEvent, which end the wait.
+int WaitForMultipleEvents(std::uint32_t count, NamedEvent** events, bool waitAll,
                           std::uint32_t timeoutMs, std::uint32_t pollMs);
 
 namespace detail {

@@ -86,7 +86,8 @@ TEST(WaitForMultipleEvents, RejectsEmptyAndNullLists) {
     using ka::kor::exception::InvalidArgument2;
     EXPECT_THROW(WaitForMultipleEvents(0, withNull, false, 0, 1), InvalidArgument2);
     EXPECT_THROW(WaitForMultipleEvents(2, withNull, true, 0, 1), InvalidArgument2);
-    EXPECT_THROW(WaitForMultipleEvents(1, nullptr, false, 0, 1), InvalidArgument2);
+    EXPECT_THROW(WaitForMultipleEvents(1, static_cast<Event**>(nullptr), false, 0, 1),
+                 InvalidArgument2);
 }
 
 }  // namespace

@@ -1,0 +1,47 @@
+// katag base64 encode|decode: Base64 of standard input on standard output, through the library's
+// codec, so that texts stored by other components can be checked by hand.
+
+#include <iostream>
+#include <iterator>
+#include <string>
+
+#include "Commands.h"
+#include "ka/kor/Base64Decode.h"
+#include "ka/kor/Base64Encode.h"
+
+namespace katag {
+
+namespace {
+
+std::string ReadAll(std::istream& in) {
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+}  // namespace
+
+int Base64Command(const Args& args, std::ostream& out) {
+    if (args.size() != 1 || (args[0] != "encode" && args[0] != "decode")) {
+        throw UsageError("usage: katag base64 encode|decode (filters standard input)");
+    }
+    std::string input = ReadAll(std::cin);
+    if (input.size() > ka::kor::AString::max_size()) {
+        throw UsageError("input too large");
+    }
+    if (args[0] == "encode") {
+        const ka::kor::BufferWrapper bytes(reinterpret_cast<const unsigned char*>(input.data()),
+                                           static_cast<std::uint32_t>(input.size()));
+        out << ka::kor::Base64Encode(bytes).c_str() << '\n';
+        return 0;
+    }
+    // The line end that echo and editors leave is not part of the text; anything else is, and
+    // the decoder rejects it.
+    while (!input.empty() && (input.back() == '\n' || input.back() == '\r')) {
+        input.pop_back();
+    }
+    const ka::kor::AString text(input.data(), input.data() + input.size());
+    const ka::kor::AString bytes = ka::kor::Base64Decode(text);
+    out.write(bytes.c_str(), bytes.size());
+    return 0;
+}
+
+}  // namespace katag
