@@ -57,6 +57,13 @@ TEST(tSSTimeValue, FailuresLeaveTheValueAndStopLaterSteps) {
             tSSTimeAbsolute::_CorrectEpoch(direction, static_cast<tEpoch>(epoch), v, status);
         };
     };
+    std::int64_t out = 42;
+    const auto round = [&out](std::int32_t method, std::int64_t min, std::int64_t max) -> Step {
+        return [=, &out](Value& v, std::int32_t* status) {
+            tSSTimeValue::_RoundAndCheckFit(static_cast<tRoundMethod>(method), min, max, v, out,
+                                            status);
+        };
+    };
     struct Case {
         Step step;
         Value value;
@@ -70,6 +77,9 @@ TEST(tSSTimeValue, FailuresLeaveTheValueAndStopLaterSteps) {
         {units(kFromBase, kTimeUnitAttoseconds), Value(10), kOverflow},  // 10^19 as
         {epoch(kToBase, 2000), Value(1), kInvalid},
         {epoch(kToBase, kEpoch1970), Value::Max(), kOverflow},
+        {round(5, -10, 10), Value(1), kInvalid},
+        {round(kRoundUp, INT64_MIN, INT64_MAX), Value::Max(), kOverflow},  // carries into the sign
+        {round(kRoundDown, -10, 10), Value(-11), kOverflow},
     };
     // Unit codes between the listed steps, and outside them.
     for (std::int32_t code : {919263158, 919263160, 919263161, 919263169, 919263172, 919263178,
@@ -88,6 +98,7 @@ TEST(tSSTimeValue, FailuresLeaveTheValueAndStopLaterSteps) {
         EXPECT_EQ(cases[i].value, v);
         EXPECT_EQ(cases[i].status, status);
     }
+    EXPECT_EQ(42, out);
 }
 
 TEST(tSSTimeValue, RoundingMethods) {
@@ -113,29 +124,12 @@ TEST(tSSTimeValue, RoundingMethods) {
             EXPECT_EQ(expected[m], out);
         }
     }
-}
-
-TEST(tSSTimeValue, RoundingChecksMethodAndFit) {
-    std::int32_t status = 0;
-    std::int64_t out = 42;
-    tSSTimeValue::_RoundAndCheckFit(static_cast<tRoundMethod>(5), -10, 10, Value(1), out, &status);
-    EXPECT_EQ(kInvalid, status);
-    // Rounding the largest value up carries into the sign.
-    status = 0;
-    tSSTimeValue::_RoundAndCheckFit(kRoundUp, INT64_MIN, INT64_MAX, Value::Max(), out, &status);
-    EXPECT_EQ(kOverflow, status);
-    EXPECT_EQ(42, out);
-
     // 2^31 - 0.5: toward zero fits 32 bits; to nearest is a tie with an odd floor and does not.
     const tSSTimeValue almost(Value(std::int64_t{0x7FFFFFFF}) + Value(0u, 0u, 0x80000000u, 0u));
-    status = 0;
+    std::int32_t status = 0;
     EXPECT_EQ(0x7FFFFFFF, almost.getI32ByUnits(kTimeUnitSeconds, kRoundTowardZero, &status));
     EXPECT_EQ(0, status);
     EXPECT_EQ(0, almost.getI32ByUnits(kTimeUnitSeconds, kRoundToNearest, &status));
-    EXPECT_EQ(kOverflow, status);
-    status = 0;
-    EXPECT_EQ(0, tSSTimeValue(Value(std::int64_t{INT32_MIN} - 1))
-                     .getI32ByUnits(kTimeUnitSeconds, kRoundToNearest, &status));
     EXPECT_EQ(kOverflow, status);
 }
 
