@@ -133,35 +133,32 @@ TEST(tSSTimeValue, RoundingMethods) {
     EXPECT_EQ(kOverflow, status);
 }
 
-TEST(tSSTimeAbsolute, EpochOffsets) {
+TEST(tSSTimeAbsolute, EpochOffsetsAndBack) {
+    // Each epoch's first second counted from 1904; the current-time source counts microseconds
+    // since 1970 and network time stamps 100-nanosecond ticks since 1601.
     struct Case {
+        std::int64_t count;
+        tTimeUnit unit;
         tEpoch epoch;
-        std::int64_t start;  // the epoch's first second, counted from 1904
+        Value since1904;
     };
-    const Case cases[] = {{kEpoch1, -60052752000},
-                          {kEpoch1601, -9561628800},
-                          {kEpoch1904, 0},
-                          {kEpoch1970, 2082844800}};
+    const Case cases[] = {
+        {0, kTimeUnitSeconds, kEpoch1, Value(std::int64_t{-60052752000})},
+        {0, kTimeUnitSeconds, kEpoch1601, Value(std::int64_t{-9561628800})},
+        {0, kTimeUnitSeconds, kEpoch1904, Value()},
+        {0, kTimeUnitMicroseconds, kEpoch1970, Value(0u, 2082844800u, 0u, 0u)},
+        {116444736000000000, kTimeUnit100Nanoseconds, kEpoch1601, Value(0u, 2082844800u, 0u, 0u)},
+        {500000, kTimeUnitMicroseconds, kEpoch1970, Value(0u, 2082844800u, 0x80000000u, 0u)},
+    };
     for (const Case& c : cases) {
-        SCOPED_TRACE(static_cast<int>(c.epoch));
+        SCOPED_TRACE(::testing::Message() << c.count << " in " << c.unit << " since " << c.epoch);
         std::int32_t status = 0;
-        const tSSTimeAbsolute start(0, kTimeUnitSeconds, c.epoch, &status);
-        EXPECT_EQ(Value(c.start), start.getValue());
-        EXPECT_EQ(Value(), start.sinceEpoch(c.epoch, &status).getValue());
+        const tSSTimeAbsolute t(c.count, c.unit, c.epoch, &status);
+        EXPECT_EQ(c.since1904, t.getValue());
+        EXPECT_EQ(c.count,
+                  t.sinceEpoch(c.epoch, &status).getI64ByUnits(c.unit, kRoundToNearest, &status));
         EXPECT_EQ(0, status);
     }
-    // The current-time source counts microseconds since 1970; network time stamps count
-    // 100-nanosecond ticks since 1601. Both zeroes of 1970 give 2082844800 and no fraction.
-    std::int32_t status = 0;
-    const Value unixZero =
-        tSSTimeAbsolute(0, kTimeUnitMicroseconds, kEpoch1970, &status).getValue();
-    EXPECT_EQ(Value(0u, 2082844800u, 0u, 0u), unixZero);
-    EXPECT_EQ(unixZero,
-              tSSTimeAbsolute(116444736000000000, kTimeUnit100Nanoseconds, kEpoch1601, &status)
-                  .getValue());
-    EXPECT_EQ(Value(0u, 2082844800u, 0x80000000u, 0u),
-              tSSTimeAbsolute(500000, kTimeUnitMicroseconds, kEpoch1970, &status).getValue());
-    EXPECT_EQ(0, status);
 }
 
 }  // namespace

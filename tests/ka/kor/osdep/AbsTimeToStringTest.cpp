@@ -111,19 +111,18 @@ TEST_F(AbsTimeToStringTest, ArgumentChecksTheAbsentTimeAndOverlongResults) {
 }
 
 TEST_F(AbsTimeToStringTest, OtherZones) {
-    EXPECT_EQ(L"2024-03-05 02:08:09.500 EST",
-              W(AbsTimeToStringForTimeZone(At(kMarch, 0.5), TimeZone(L"EST", -300), L"%Y-%m-%d",
-                                           L"%H:%M:%S", 3, false)));
-    EXPECT_EQ(L"2024-03-05 12:38:09",
-              W(AbsTimeToStringForTimeZone(At(kMarch), TimeZone(L"", 330), L"%Y-%m-%d", L"%H:%M:%S",
-                                           0, false)));
+    const auto in = [](AbsTime t, const TimeZone& zone, unsigned digits) {
+        return W(AbsTimeToStringForTimeZone(t, zone, L"%Y-%m-%d", L"%H:%M:%S", digits, false));
+    };
+    const auto local = [](AbsTime t, TimeStringType type) {
+        return W(AbsTimeToString(t, L"%Y-%m-%d", L"%H:%M:%S %Z", 0, type, false, nullptr));
+    };
+    EXPECT_EQ(L"2024-03-05 02:08:09.500 EST", in(At(kMarch, 0.5), TimeZone(L"EST", -300), 3));
+    EXPECT_EQ(L"2024-03-05 12:38:09", in(At(kMarch), TimeZone(L"", 330), 0));
     ScopedEnv tz("TZ", "EST5EDT,M3.2.0,M11.1.0");
-    EXPECT_EQ(L"2024-03-05 02:08:09 EST", W(AbsTimeToString(At(kMarch), L"%Y-%m-%d", L"%H:%M:%S %Z",
-                                                            0, kLocalTime, false, nullptr)));
+    EXPECT_EQ(L"2024-03-05 02:08:09 EST", local(At(kMarch), kLocalTime));
     // Any type other than UTC is local time.
-    EXPECT_EQ(L"2024-07-05 03:08:09 EDT",
-              W(AbsTimeToString(At(kJuly), L"%Y-%m-%d", L"%H:%M:%S %Z", 0,
-                                static_cast<TimeStringType>(7), false, nullptr)));
+    EXPECT_EQ(L"2024-07-05 03:08:09 EDT", local(At(kJuly), static_cast<TimeStringType>(7)));
 }
 
 TEST_F(AbsTimeToStringTest, NullPatternsTakeTheSystemFormats) {
