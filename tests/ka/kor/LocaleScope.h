@@ -7,9 +7,7 @@
 #include <clocale>
 #include <string>
 
-namespace ka {
-namespace kor {
-namespace test {
+namespace ka::kor::test {
 
 class LocaleScope {
   public:
@@ -26,6 +24,4 @@ class LocaleScope {
     std::string saved_;
 };
 
-}  // namespace test
-}  // namespace kor
-}  // namespace ka
+}  // namespace ka::kor::test

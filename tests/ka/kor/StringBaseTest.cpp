@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -25,16 +26,12 @@ using Bytes = std::vector<unsigned char>;
 // The operations below behave alike in all three strings; texts are written in ASCII and widened
 // code unit by code unit, so no conversion is involved.
 template <typename S>
-S Make(const char* ascii, std::size_t n) {
+S Make(const char* ascii, std::size_t n = std::string::npos) {
     S s;
-    for (std::size_t i = 0; i < n; ++i) {
-        s += static_cast<typename S::value_type>(ascii[i]);
+    for (const char c : std::string(ascii, n == std::string::npos ? std::strlen(ascii) : n)) {
+        s += static_cast<typename S::value_type>(c);
     }
     return s;
-}
-template <typename S>
-S Make(const char* ascii) {
-    return Make<S>(ascii, std::char_traits<char>::length(ascii));
 }
 template <typename S>
 std::string Ascii(const S& s) {
@@ -72,13 +69,12 @@ TYPED_TEST(StringBaseOps, NullIsEmptyAndEmbeddedZerosAreKept) {
     EXPECT_EQ(1u, S(z.c_str(), 3u).length());  // a pointer and a count stop at a zero
 }
 
-TYPED_TEST(StringBaseOps, BuildsGrowsAndResizes) {
+TYPED_TEST(StringBaseOps, BuildsGrowsAndResizesWithinBounds) {
     using S = TypeParam;
     const S s = Make<S>("abcdef");
     EXPECT_EQ("cd", Ascii(S(s, 2, 2)));
     EXPECT_EQ("ef", Ascii(s.substr(4, 100)));  // a count past the end is clipped
     EXPECT_EQ("", Ascii(s.substr(6)));
-    EXPECT_EQ("xxx", Ascii(S(3, 'x')));
     typename S::value_type out[8] = {};
     EXPECT_EQ(2u, s.copy(out, 5, 4));
     EXPECT_EQ('f', out[1]);
@@ -99,34 +95,29 @@ TYPED_TEST(StringBaseOps, BuildsGrowsAndResizes) {
     g.resize(3);
     g.resize(5, '-');
     EXPECT_EQ("abc--", Ascii(g));
-}
 
-TYPED_TEST(StringBaseOps, AppendsFromItselfAcrossGrowth) {
-    using S = TypeParam;
-    S s = Make<S>("ab");
+    // Appending from itself while the storage grows.
+    g = Make<S>("ab");
     std::string expected = "ab";
     for (int i = 0; i < 12; ++i) {
-        s.append(s);
-        s.append(s.c_str() + 1);
-        s.append(s, 0, 1);
+        g.append(g);
+        g.append(g.c_str() + 1);
+        g.append(g, 0, 1);
         expected += expected;
         expected += expected.substr(1);
         expected += expected.substr(0, 1);
     }
-    EXPECT_EQ(expected, Ascii(s));
-    s = s.c_str() + 3;
-    EXPECT_EQ(expected.substr(3), Ascii(s));
-}
+    EXPECT_EQ(expected, Ascii(g));
+    g = g.c_str() + 3;
+    EXPECT_EQ(expected.substr(3), Ascii(g));
 
-TYPED_TEST(StringBaseOps, TooLargeResultsThrowBoundExceeded) {
-    using S = TypeParam;
-    S s = Make<S>("a");
-    EXPECT_THROW(s.append(S::max_size(), 'x'), BoundExceeded2);
-    EXPECT_THROW(s.resize(S::max_size() + 1), BoundExceeded2);
+    g = Make<S>("a");
+    EXPECT_THROW(g.append(S::max_size(), 'x'), BoundExceeded2);
+    EXPECT_THROW(g.resize(S::max_size() + 1), BoundExceeded2);
     EXPECT_THROW(S(S::max_size() + 1, 'x'), BoundExceeded2);
-    EXPECT_EQ("a", Ascii(s));
+    EXPECT_EQ("a", Ascii(g));
     try {
-        s.reserve(S::max_size() + 1);
+        g.reserve(S::max_size() + 1);
         FAIL();
     } catch (const BoundExceeded2& e) {
         EXPECT_STREQ("A request was made that would exceed the bounds: Resulting string too large",
@@ -137,70 +128,40 @@ TYPED_TEST(StringBaseOps, TooLargeResultsThrowBoundExceeded) {
 
 TYPED_TEST(StringBaseOps, Searches) {
     using S = TypeParam;
-    const auto npos = S::npos;
     const S h = Make<S>("abcabc");
     const S empty;
-    auto m = [](const char* ascii) { return Make<S>(ascii); };
-    struct Case {
-        const char* what;
-        std::function<unsigned()> op;
-        unsigned expected;
-    };
-    const Case cases[] = {
-        {"find b from 2", [&] { return h.find('b', 2); }, 4},
-        {"find bc from 2", [&] { return h.find(m("bc"), 2); }, 4},
-        {"find bc pointer", [&] { return h.find(m("bc").c_str(), 0); }, 1},
-        {"find empty at end", [&] { return h.find(m(""), 6); }, 6},
-        {"find empty past end", [&] { return h.find(m(""), 7); }, npos},
-        {"rfind b from 3", [&] { return h.rfind('b', 3); }, 1},
-        {"rfind in empty", [&] { return empty.rfind('a'); }, npos},
-        {"rfind bc", [&] { return h.rfind(m("bc")); }, 4},
-        {"rfind bc pointer from 3", [&] { return h.rfind(m("bc").c_str(), 3); }, 1},
-        {"rfind empty from 2", [&] { return h.rfind(m(""), 2); }, 2},
-        {"rfind empty in empty", [&] { return empty.rfind(m("")); }, 0},
-        {"first of cb from 3", [&] { return h.find_first_of(m("cb"), 3); }, 4},
-        {"first of c pointer", [&] { return h.find_first_of(m("c").c_str()); }, 2},
-        {"first not of ab", [&] { return h.find_first_not_of(m("ab")); }, 2},
-        {"first not of abc", [&] { return h.find_first_not_of(m("abc").c_str()); }, npos},
-        {"last of ab from 2", [&] { return h.find_last_of(m("ab"), 2); }, 1},
-        {"last of c from 1", [&] { return h.find_last_of('c', 1); }, npos},
-        {"last of in empty", [&] { return empty.find_last_of(m("a").c_str()); }, npos},
-        {"last not of bc from 2", [&] { return h.find_last_not_of(m("bc"), 2); }, 0},
-        {"last not of abc", [&] { return h.find_last_not_of(m("abc").c_str()); }, npos},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        EXPECT_EQ(c.expected, c.op());
-    }
+    const auto m = [](const char* ascii) { return Make<S>(ascii); };
+    EXPECT_EQ(4u, h.find('b', 2));
+    EXPECT_EQ(4u, h.find(m("bc"), 2));
+    EXPECT_EQ(6u, h.find(m(""), 6));
+    EXPECT_EQ(S::npos, h.find(m(""), 7));
+    EXPECT_EQ(1u, h.rfind('b', 3));
+    EXPECT_EQ(S::npos, empty.rfind('a'));
+    EXPECT_EQ(1u, h.rfind(m("bc").c_str(), 3));
+    EXPECT_EQ(0u, empty.rfind(m("")));
+    EXPECT_EQ(4u, h.find_first_of(m("cb"), 3));
+    EXPECT_EQ(2u, h.find_first_not_of(m("ab")));
+    EXPECT_EQ(1u, h.find_last_of(m("ab"), 2));
+    EXPECT_EQ(0u, h.find_last_not_of(m("bc"), 2));
 }
 
 TYPED_TEST(StringBaseOps, ErasesAndReplaces) {
     using S = TypeParam;
     const S h = Make<S>("abcabc");
-    struct Case {
-        const char* what;
-        std::function<void(S&)> op;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {"erase 1,2", [](S& s) { s.erase(1, 2); }, "aabc"},
-        {"erase from 4", [](S& s) { s.erase(4); }, "abca"},
-        {"erase at end", [](S& s) { s.erase(6, 3); }, "abcabc"},
-        {"erase range",
-         [](S& s) { EXPECT_EQ(s.begin() + 1, s.erase(s.begin() + 1, s.begin() + 5)); }, "ac"},
-        {"replace 1,2", [](S& s) { s.replace(1, 2, Make<S>("XYZ")); }, "aXYZabc"},
-        {"replace at end", [](S& s) { s.replace(6, 0, Make<S>("Z")); }, "abcabcZ"},
-        {"replace clipped", [](S& s) { s.replace(4, 100, Make<S>("")); }, "abca"},
-        {"replace part", [](S& s) { s.replace(0, 1, Make<S>("XYZ"), 1, 1); }, "Ybcabc"},
-        {"replace part clipped", [](S& s) { s.replace(0, 0, Make<S>("XYZ"), 2, 9); }, "Zabcabc"},
-        {"replace by itself", [](S& s) { s.replace(1, 1, s); }, "aabcabccabc"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    const auto after = [&h](const std::function<void(S&)>& op) {
         S s = h;
-        c.op(s);
-        EXPECT_EQ(c.expected, Ascii(s));
-    }
+        op(s);
+        return Ascii(s);
+    };
+    EXPECT_EQ("aabc", after([](S& s) { s.erase(1, 2); }));
+    EXPECT_EQ("abcabc", after([](S& s) { s.erase(6, 3); }));
+    EXPECT_EQ("ac",
+              after([](S& s) { EXPECT_EQ(s.begin() + 1, s.erase(s.begin() + 1, s.begin() + 5)); }));
+    EXPECT_EQ("aXYZabc", after([](S& s) { s.replace(1, 2, Make<S>("XYZ")); }));
+    EXPECT_EQ("abca", after([](S& s) { s.replace(4, 100, Make<S>("")); }));
+    EXPECT_EQ("Ybcabc", after([](S& s) { s.replace(0, 1, Make<S>("XYZ"), 1, 1); }));
+    EXPECT_EQ("Zabcabc", after([](S& s) { s.replace(0, 0, Make<S>("XYZ"), 2, 9); }));
+    EXPECT_EQ("aabcabccabc", after([](S& s) { s.replace(1, 1, s); }));
     S s = h;
     try {
         s.replace(0, 1, Make<S>("x"), 2, 1);
@@ -243,12 +204,8 @@ TEST(StringBaseConversion, UsesEachStringsCodeSet) {
         EXPECT_STREQ(L"\u00E9t\u00E9", String(utf8).c_str());
         EXPECT_STREQ(L"\u00E9t", String(utf8, utf8 + 3).c_str());
         EXPECT_STREQ(utf8, AString(L"\u00E9t\u00E9").c_str());
-        EXPECT_STREQ(utf8, AString(String(L"\u00E9t\u00E9")).c_str());
         EXPECT_STREQ("?t?", NString(L"\u00E9t\u00E9").c_str());  // always US-ASCII
         EXPECT_STREQ(L"\u00E9t\u00E9", String(AString(utf8)).c_str());
-        AString a;
-        a = L"\u20AC";
-        EXPECT_STREQ("\xE2\x82\xAC", a.c_str());
     }
     {
         LocaleScope scope("C");
@@ -267,11 +224,15 @@ TEST(StringBaseConversion, UsesEachStringsCodeSet) {
     EXPECT_TRUE(NString(static_cast<const wchar_t*>(nullptr)).empty());
 }
 
-// Serializes at an odd offset (counts are written unaligned) into exactly the reported size.
+// Serializes at an odd offset (counts are written unaligned) into exactly the reported size; one
+// byte less throws and writes nothing.
 template <typename S>
 Bytes Serialize(const S& s) {
     Bytes out(s.serializationSize() + 1, 0xEE);
     unsigned char* p = out.data() + 1;
+    EXPECT_THROW(s.serialize(p, out.data() + out.size() - 1), BufferOverflow);
+    EXPECT_EQ(out.data() + 1, p);
+    EXPECT_EQ(Bytes(out.size(), 0xEE), out);
     s.serialize(p, out.data() + out.size());
     EXPECT_EQ(out.data() + out.size(), p);
     return Bytes(out.begin() + 1, out.end());
@@ -304,15 +265,6 @@ TEST(StringBaseSerialization, WritesAndReadsBothForms) {
     EXPECT_EQ((Bytes{1, 0, 0, 0, 0}), Serialize(NString()));
 }
 
-template <typename S>
-void ExpectShortRoomThrows(const S& s) {
-    Bytes out(s.serializationSize() - 1, 0xEE);
-    unsigned char* p = out.data();
-    EXPECT_THROW(s.serialize(p, out.data() + out.size()), BufferOverflow);
-    EXPECT_EQ(out.data(), p);
-    EXPECT_EQ(Bytes(out.size(), 0xEE), out);
-}
-
 template <typename S, typename E>
 void ExpectFailedReadKeepsTarget(const Bytes& bytes) {
     SCOPED_TRACE(testing::PrintToString(bytes));
@@ -323,10 +275,7 @@ void ExpectFailedReadKeepsTarget(const Bytes& bytes) {
     EXPECT_EQ("keep", Ascii(s));
 }
 
-TEST(StringBaseSerialization, FailuresChangeNothing) {
-    ExpectShortRoomThrows(String(L"\u00E9x"));
-    ExpectShortRoomThrows(AString("abc"));
-    ExpectShortRoomThrows(NString(""));
+TEST(StringBaseSerialization, FailedReadsChangeNothing) {
     ExpectFailedReadKeepsTarget<String, DeserializationError>({0x03, 0x00, 0x00});
     ExpectFailedReadKeepsTarget<String, DeserializationError>({0x02, 0x00, 0x00, 0x00, 'a'});
     ExpectFailedReadKeepsTarget<String, InvalidSequence>({0x02, 0x00, 0x00, 0x00, 0xC0, 0x80});

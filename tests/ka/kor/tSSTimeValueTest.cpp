@@ -2,12 +2,19 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <vector>
+
 #include "ka/kor/tSSTimeAbsolute.h"
 
 namespace {
 
 using namespace nKASS100;
 typedef tSSTimeValue::Value Value;
+
+// The status codes are part of the contract with callers outside the library.
+constexpr std::int32_t kInvalid = -50003;
+constexpr std::int32_t kOverflow = -50175;
 
 TEST(tSSTimeValue, UnitsConvertToAndFromSeconds) {
     struct Case {
@@ -36,55 +43,62 @@ TEST(tSSTimeValue, UnitsConvertToAndFromSeconds) {
         EXPECT_EQ(1234567, span.getI32ByUnits(c.unit, kRoundToNearest, &status));
         EXPECT_EQ(0, status);
     }
-    std::int32_t status = 0;
-    EXPECT_EQ(1234566, tSSTimeValue(1234567, kTimeUnitMilliseconds, &status)
-                           .getI32ByUnits(kTimeUnitMilliseconds, kRoundTowardZero, &status));
 }
 
-TEST(tSSTimeValue, InvalidCodesAndOverflow) {
-    // Codes between the listed steps, and outside them.
+TEST(tSSTimeValue, FailuresLeaveTheValueAndStopLaterSteps) {
+    typedef std::function<void(Value&, std::int32_t*)> Step;
+    const auto units = [](tDirection direction, std::int32_t unit) -> Step {
+        return [=](Value& v, std::int32_t* status) {
+            tSSTimeValue::_CorrectUnits(direction, static_cast<tTimeUnit>(unit), v, status);
+        };
+    };
+    const auto epoch = [](tDirection direction, std::int32_t epoch) -> Step {
+        return [=](Value& v, std::int32_t* status) {
+            tSSTimeAbsolute::_CorrectEpoch(direction, static_cast<tEpoch>(epoch), v, status);
+        };
+    };
+    std::int64_t out = 42;
+    const auto round = [&out](std::int32_t method, std::int64_t min, std::int64_t max) -> Step {
+        return [=, &out](Value& v, std::int32_t* status) {
+            tSSTimeValue::_RoundAndCheckFit(static_cast<tRoundMethod>(method), min, max, v, out,
+                                            status);
+        };
+    };
+    struct Case {
+        Step step;
+        Value value;
+        std::int32_t status;
+    };
+    std::vector<Case> cases = {
+        {units(kToBase, kTimeUnitMinutes), Value(0x40000000u, 0u, 0u, 0u), kOverflow},  // to < 0
+        {units(kToBase, kTimeUnitHours), Value(0xC0000000u, 0u, 0u, 0u), kOverflow},    // from < 0
+        {units(kToBase, kTimeUnitDays), Value(0x04000000u, 0u, 0u, 0u), kOverflow},  // wraps to 0
+        {units(kToBase, kTimeUnitMinutes), Value(std::int64_t{INT64_MAX} / 60 + 1), kOverflow},
+        {units(kFromBase, kTimeUnitAttoseconds), Value(10), kOverflow},  // 10^19 as
+        {epoch(kToBase, 2000), Value(1), kInvalid},
+        {epoch(kToBase, kEpoch1970), Value::Max(), kOverflow},
+        {round(5, -10, 10), Value(1), kInvalid},
+        {round(kRoundUp, INT64_MIN, INT64_MAX), Value::Max(), kOverflow},  // carries into the sign
+        {round(kRoundDown, -10, 10), Value(-11), kOverflow},
+    };
+    // Unit codes between the listed steps, and outside them.
     for (std::int32_t code : {919263158, 919263160, 919263161, 919263169, 919263172, 919263178,
                               919263180, 919263182, 919263184}) {
-        SCOPED_TRACE(code);
-        std::int32_t status = 0;
-        Value v(7);
-        tSSTimeValue::_CorrectUnits(kToBase, static_cast<tTimeUnit>(code), v, &status);
-        EXPECT_EQ(kStatusInvalidValue, status);
-        EXPECT_EQ(Value(7), v);
+        cases.push_back({units(kToBase, code), Value(7), kInvalid});
     }
-    struct Case {
-        Value value;
-        tDirection direction;
-        tTimeUnit unit;
-    };
-    const Case overflows[] = {
-        {Value(0x40000000u, 0u, 0u, 0u), kToBase, kTimeUnitMinutes},  // sign change
-        {Value(0xC0000000u, 0u, 0u, 0u), kToBase, kTimeUnitHours},    // from negative
-        {Value(0x04000000u, 0u, 0u, 0u), kToBase, kTimeUnitDays},     // wraps to zero
-        {Value(std::int64_t{INT64_MAX} / 60 + 1), kToBase, kTimeUnitMinutes},
-        {Value(10), kFromBase, kTimeUnitAttoseconds},  // 10^19 as
-    };
-    for (const Case& c : overflows) {
-        SCOPED_TRACE(static_cast<double>(c.value));
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        SCOPED_TRACE(i);
         std::int32_t status = 0;
-        Value v = c.value;
-        tSSTimeValue::_CorrectUnits(c.direction, c.unit, v, &status);
-        EXPECT_EQ(kStatusOverflow, status);
-        EXPECT_EQ(c.value, v);
+        Value v = cases[i].value;
+        cases[i].step(v, &status);
+        EXPECT_EQ(cases[i].status, status);
+        // A failed status makes every later step do nothing.
+        units(kToBase, kTimeUnitDays)(v, &status);
+        epoch(kToBase, kEpoch1970)(v, &status);
+        EXPECT_EQ(cases[i].value, v);
+        EXPECT_EQ(cases[i].status, status);
     }
-    std::int32_t status = 0;
-    Value v(9);
-    tSSTimeValue::_CorrectUnits(kFromBase, kTimeUnitAttoseconds, v, &status);
-    EXPECT_EQ(Value(std::int64_t{9000000000000000000}), v);
-    EXPECT_EQ(0, status);
-
-    // A failed status makes every later step do nothing.
-    status = kStatusOverflow;
-    v = Value(5);
-    tSSTimeValue::_CorrectUnits(kToBase, kTimeUnitDays, v, &status);
-    tSSTimeAbsolute::_CorrectEpoch(kToBase, kEpoch1970, v, &status);
-    EXPECT_EQ(Value(5), v);
-    EXPECT_EQ(kStatusOverflow, status);
+    EXPECT_EQ(42, out);
 }
 
 TEST(tSSTimeValue, RoundingMethods) {
@@ -110,78 +124,41 @@ TEST(tSSTimeValue, RoundingMethods) {
             EXPECT_EQ(expected[m], out);
         }
     }
-}
-
-TEST(tSSTimeValue, RoundingChecksMethodAndFit) {
-    std::int32_t status = 0;
-    std::int64_t out = 42;
-    tSSTimeValue::_RoundAndCheckFit(static_cast<tRoundMethod>(5), -10, 10, Value(1), out, &status);
-    EXPECT_EQ(kStatusInvalidValue, status);
-    // Rounding the largest value up carries into the sign.
-    status = 0;
-    tSSTimeValue::_RoundAndCheckFit(kRoundUp, INT64_MIN, INT64_MAX, Value::Max(), out, &status);
-    EXPECT_EQ(kStatusOverflow, status);
-    EXPECT_EQ(42, out);
-
     // 2^31 - 0.5: toward zero fits 32 bits; to nearest is a tie with an odd floor and does not.
     const tSSTimeValue almost(Value(std::int64_t{0x7FFFFFFF}) + Value(0u, 0u, 0x80000000u, 0u));
-    status = 0;
+    std::int32_t status = 0;
     EXPECT_EQ(0x7FFFFFFF, almost.getI32ByUnits(kTimeUnitSeconds, kRoundTowardZero, &status));
     EXPECT_EQ(0, status);
     EXPECT_EQ(0, almost.getI32ByUnits(kTimeUnitSeconds, kRoundToNearest, &status));
-    EXPECT_EQ(kStatusOverflow, status);
-    status = 0;
-    EXPECT_EQ(0, tSSTimeValue(Value(std::int64_t{INT32_MIN} - 1))
-                     .getI32ByUnits(kTimeUnitSeconds, kRoundToNearest, &status));
-    EXPECT_EQ(kStatusOverflow, status);
+    EXPECT_EQ(kOverflow, status);
 }
 
-TEST(tSSTimeAbsolute, EpochOffsets) {
+TEST(tSSTimeAbsolute, EpochOffsetsAndBack) {
+    // Each epoch's first second counted from 1904; the current-time source counts microseconds
+    // since 1970 and network time stamps 100-nanosecond ticks since 1601.
     struct Case {
+        std::int64_t count;
+        tTimeUnit unit;
         tEpoch epoch;
-        std::int64_t start;  // the epoch's first second, counted from 1904
+        Value since1904;
     };
-    const Case cases[] = {{kEpoch1, -60052752000},
-                          {kEpoch1601, -9561628800},
-                          {kEpoch1904, 0},
-                          {kEpoch1970, 2082844800}};
+    const Case cases[] = {
+        {0, kTimeUnitSeconds, kEpoch1, Value(std::int64_t{-60052752000})},
+        {0, kTimeUnitSeconds, kEpoch1601, Value(std::int64_t{-9561628800})},
+        {0, kTimeUnitSeconds, kEpoch1904, Value()},
+        {0, kTimeUnitMicroseconds, kEpoch1970, Value(0u, 2082844800u, 0u, 0u)},
+        {116444736000000000, kTimeUnit100Nanoseconds, kEpoch1601, Value(0u, 2082844800u, 0u, 0u)},
+        {500000, kTimeUnitMicroseconds, kEpoch1970, Value(0u, 2082844800u, 0x80000000u, 0u)},
+    };
     for (const Case& c : cases) {
-        SCOPED_TRACE(static_cast<int>(c.epoch));
+        SCOPED_TRACE(::testing::Message() << c.count << " in " << c.unit << " since " << c.epoch);
         std::int32_t status = 0;
-        const tSSTimeAbsolute start(0, kTimeUnitSeconds, c.epoch, &status);
-        EXPECT_EQ(Value(c.start), start.getValue());
-        EXPECT_EQ(Value(), start.sinceEpoch(c.epoch, &status).getValue());
+        const tSSTimeAbsolute t(c.count, c.unit, c.epoch, &status);
+        EXPECT_EQ(c.since1904, t.getValue());
+        EXPECT_EQ(c.count,
+                  t.sinceEpoch(c.epoch, &status).getI64ByUnits(c.unit, kRoundToNearest, &status));
         EXPECT_EQ(0, status);
     }
-    // The current-time source counts microseconds since 1970; network time stamps count
-    // 100-nanosecond ticks since 1601. Both zeroes of 1970 give 2082844800 and no fraction.
-    std::int32_t status = 0;
-    const Value unixZero =
-        tSSTimeAbsolute(0, kTimeUnitMicroseconds, kEpoch1970, &status).getValue();
-    EXPECT_EQ(Value(0u, 2082844800u, 0u, 0u), unixZero);
-    EXPECT_EQ(unixZero,
-              tSSTimeAbsolute(116444736000000000, kTimeUnit100Nanoseconds, kEpoch1601, &status)
-                  .getValue());
-    EXPECT_EQ(Value(0u, 2082844800u, 0x80000000u, 0u),
-              tSSTimeAbsolute(500000, kTimeUnitMicroseconds, kEpoch1970, &status).getValue());
-    EXPECT_EQ(0, status);
-}
-
-TEST(tSSTimeAbsolute, BadEpochAndOverflow) {
-    std::int32_t status = 0;
-    Value v(1);
-    tSSTimeAbsolute::_CorrectEpoch(kToBase, static_cast<tEpoch>(2000), v, &status);
-    EXPECT_EQ(kStatusInvalidValue, status);
-    EXPECT_EQ(Value(1), v);
-    status = 0;
-    v = Value::Max();
-    tSSTimeAbsolute::_CorrectEpoch(kToBase, kEpoch1970, v, &status);
-    EXPECT_EQ(kStatusOverflow, status);
-    EXPECT_EQ(Value::Max(), v);
-    status = 0;
-    v = Value::Min();
-    tSSTimeAbsolute::_CorrectEpoch(kFromBase, kEpoch1601, v, &status);
-    EXPECT_EQ(0, status);
 }
 
 }  // namespace

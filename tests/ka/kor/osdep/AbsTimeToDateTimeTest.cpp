@@ -6,10 +6,28 @@
 #include <thread>
 #include <vector>
 
+#include "ka/kor/exception.h"
+
 namespace {
 
 using namespace ka::kor;
 using namespace ka::kor::osdep;
+
+TEST(AbsTimeToDateTime, OutsideThirtyTwoBitsThrowsAndKeepsTheFields) {
+    std::tm fields;
+    fields.tm_sec = 61;
+    AbsTime late = GetMaxTime_T();
+    late += AbsTime::Value(1);
+    EXPECT_THROW(AbsTimeToUTCDateTime(late, fields, false), exception::OutOfRange);
+    EXPECT_EQ(61, fields.tm_sec);
+    EXPECT_THROW(AbsTimeToLocalDateTime(AbsTime(AbsTime::Value(-60052752000LL)), fields, false),
+                 exception::OutOfRange);
+    EXPECT_EQ(61, fields.tm_sec);
+    // Rounding to nearest carries 0x7FFFFFFF.5 past the bound; truncating does not.
+    const AbsTime edge(0u, 2082844800u + 0x7FFFFFFFu, 0x80000000u, 0u);
+    EXPECT_THROW(AbsTimeToUTCDateTime(edge, fields, true), exception::OutOfRange);
+    EXPECT_NO_THROW(AbsTimeToUTCDateTime(edge, fields, false));
+}
 
 // gmtime and localtime share one static result; threads breaking down different times at once
 // must each get their own day back.

@@ -4,24 +4,20 @@
 
 #include <cstdlib>
 #include <ctime>
-#include <memory>
+#include <optional>
 #include <string>
 
 class ScopedEnv {
   public:
     ScopedEnv(const char* name, const char* value) : name_(name) {
         if (const char* old = std::getenv(name)) {
-            old_.reset(new std::string(old));
+            old_ = old;
         }
         setenv(name, value, 1);
         tzset();
     }
     ~ScopedEnv() {
-        if (old_ != nullptr) {
-            setenv(name_, old_->c_str(), 1);
-        } else {
-            unsetenv(name_);
-        }
+        old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_);
         tzset();
     }
     ScopedEnv(const ScopedEnv&) = delete;
@@ -29,5 +25,5 @@ class ScopedEnv {
 
   private:
     const char* name_;
-    std::unique_ptr<std::string> old_;
+    std::optional<std::string> old_;
 };

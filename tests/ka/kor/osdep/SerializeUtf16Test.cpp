@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "ka/kor/exception.h"
@@ -13,24 +12,23 @@ namespace {
 using namespace ka::kor::osdep;
 using ka::kor::String;
 using Bytes = std::vector<unsigned char>;
+using Chars = std::vector<std::uint32_t>;
+using U16 = SerializeUtf16;
+using Plain = PlainUtf16Coder;
 
-String Wide(const std::vector<std::uint32_t>& chars) {
+// Writes chars with Coder at an odd offset (nothing may assume alignment), checking that exactly
+// the announced size is written and that one byte less throws and writes nothing.
+template <typename Coder>
+Bytes Write(const Chars& chars) {
     String s;
     for (std::uint32_t c : chars) {
         s += static_cast<wchar_t>(c);
     }
-    return s;
-}
-
-std::vector<std::uint32_t> Chars(const String& s) {
-    return std::vector<std::uint32_t>(s.begin(), s.end());
-}
-
-template <typename Coder>
-Bytes Serialize(const String& s) {
     const unsigned n = Coder::GetUtf16SerializationSize(s);
     Bytes out(n + 3, 0xEE);
-    unsigned char* p = out.data() + 1;  // odd offset: nothing may assume alignment
+    unsigned char* p = out.data() + 1;
+    EXPECT_THROW(Coder::SerializeAsUtf16(s, p, p + n - 1), ka::kor::exception::BufferOverflow);
+    EXPECT_EQ(Bytes(n + 3, 0xEE), out);
     Coder::SerializeAsUtf16(s, p, out.data() + out.size());
     EXPECT_EQ(out.data() + 1 + n, p);
     EXPECT_EQ(0xEE, out[0]);
@@ -39,74 +37,35 @@ Bytes Serialize(const String& s) {
 }
 
 template <typename Coder>
-std::vector<std::uint32_t> Deserialize(const Bytes& bytes) {
-    return Chars(Coder::DeserializeFromUtf16(bytes.data(), bytes.data() + bytes.size()));
+Chars Read(const Bytes& bytes) {
+    const String s = Coder::DeserializeFromUtf16(bytes.data(), bytes.data() + bytes.size());
+    return Chars(s.begin(), s.end());
 }
 
-TEST(SerializeUtf16, WritesBareLittleEndianUnitsWithSurrogatePairs) {
-    struct Case {
-        std::vector<std::uint32_t> chars;
-        Bytes bytes;
-    };
-    const Case cases[] = {
-        {{}, {}},
-        {{'A', 0xE9, 0x20AC}, {0x41, 0x00, 0xE9, 0x00, 0xAC, 0x20}},
-        {{0x1F600}, {0x3D, 0xD8, 0x00, 0xDE}},
-        {{0x10FFFF, 0}, {0xFF, 0xDB, 0xFF, 0xDF, 0x00, 0x00}},
-        // What UTF-16 cannot hold becomes "?".
-        {{0xD800, 'x'}, {0x3F, 0x00, 0x78, 0x00}},
-        {{0x110000}, {0x3F, 0x00}},
-        {{0x80000000}, {0x3F, 0x00}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.bytes));
-        EXPECT_EQ(c.bytes, Serialize<SerializeUtf16>(Wide(c.chars)));
-    }
+TEST(SerializeUtf16, WritesBareLittleEndianUnits) {
+    EXPECT_EQ((Bytes{0x41, 0x00, 0xE9, 0x00, 0xAC, 0x20}), Write<U16>({'A', 0xE9, 0x20AC}));
+    EXPECT_EQ((Bytes{0x3D, 0xD8, 0x00, 0xDE}), Write<U16>({0x1F600}));
+    EXPECT_EQ((Bytes{0xFF, 0xDB, 0xFF, 0xDF, 0x00, 0x00}), Write<U16>({0x10FFFF, 0}));
+    // What UTF-16 cannot hold becomes "?".
+    EXPECT_EQ((Bytes{0x3F, 0x00, 0x78, 0x00}), Write<U16>({0xD800, 'x'}));
+    EXPECT_EQ((Bytes{0x3F, 0x00}), Write<U16>({0x110000}));
+    EXPECT_EQ((Bytes{0x3F, 0x00}), Write<U16>({0x80000000}));
+    // The plain coder: two bytes per character, no surrogate pairs.
+    EXPECT_EQ((Bytes{0x41, 0x00, 0x00, 0xD8, 0x3F, 0x00}), Write<Plain>({'A', 0xD800, 0x1F600}));
 }
 
 TEST(SerializeUtf16, ReadsUnitsAndSubstitutesWhatDoesNotDecode) {
-    struct Case {
-        Bytes bytes;
-        std::vector<std::uint32_t> chars;
-    };
-    const Case cases[] = {
-        {{}, {}},
-        {{0x41, 0x00, 0x3D, 0xD8, 0x00, 0xDE}, {'A', 0x1F600}},
-        {{0xFF, 0xFE, 0x41, 0x00}, {0xFEFF, 'A'}},  // no byte-order mark is interpreted
-        {{0x00, 0xDC, 0x41, 0x00}, {'?', 'A'}},     // lone low surrogate
-        {{0x41, 0x00, 0x3D, 0xD8}, {'A', '?'}},     // high surrogate at the end
-        {{0x3D, 0xD8, 0x41, 0x00}, {'?', 'A'}},     // high surrogate without its pair
-        {{0x41, 0x00, 0x42}, {'A', '?'}},           // odd last byte
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.bytes));
-        EXPECT_EQ(c.chars, Deserialize<SerializeUtf16>(c.bytes));
-    }
-    EXPECT_TRUE(SerializeUtf16::DeserializeFromUtf16(nullptr, nullptr).empty());
-}
-
-TEST(SerializeUtf16, ShortRoomThrowsBeforeWriting) {
-    const String s(L"ab\U0001F600");
-    ASSERT_EQ(8u, SerializeUtf16::GetUtf16SerializationSize(s));
-    ASSERT_EQ(6u, PlainUtf16Coder::GetUtf16SerializationSize(s));
-    unsigned char buffer[8] = {0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE};
-    unsigned char* p = buffer;
-    EXPECT_THROW(SerializeUtf16::SerializeAsUtf16(s, p, buffer + 7),
-                 ka::kor::exception::BufferOverflow);
-    EXPECT_THROW(PlainUtf16Coder::SerializeAsUtf16(s, p, buffer + 5),
-                 ka::kor::exception::BufferOverflow);
-    EXPECT_EQ(buffer, p);
-    for (unsigned char b : buffer) {
-        EXPECT_EQ(0xEE, b);
-    }
-}
-
-TEST(PlainUtf16Coder, TwoBytesPerCharacterWithoutPairs) {
-    EXPECT_EQ((Bytes{0x41, 0x00, 0xE9, 0x00, 0x00, 0xD8, 0x3F, 0x00}),
-              Serialize<PlainUtf16Coder>(Wide({'A', 0xE9, 0xD800, 0x1F600})));
-    EXPECT_EQ((std::vector<std::uint32_t>{0xD83D, 0xDE00, '?'}),
-              Deserialize<PlainUtf16Coder>({0x3D, 0xD8, 0x00, 0xDE, 0x42}));
-    EXPECT_TRUE(PlainUtf16Coder::DeserializeFromUtf16(nullptr, nullptr).empty());
+    EXPECT_EQ((Chars{'A', 0x1F600}), Read<U16>({0x41, 0x00, 0x3D, 0xD8, 0x00, 0xDE}));
+    // No byte-order mark is interpreted.
+    EXPECT_EQ((Chars{0xFEFF, 'A'}), Read<U16>({0xFF, 0xFE, 0x41, 0x00}));
+    // A lone low surrogate, a high one at the end or without its pair, an odd last byte.
+    EXPECT_EQ((Chars{'?', 'A'}), Read<U16>({0x00, 0xDC, 0x41, 0x00}));
+    EXPECT_EQ((Chars{'A', '?'}), Read<U16>({0x41, 0x00, 0x3D, 0xD8}));
+    EXPECT_EQ((Chars{'?', 'A'}), Read<U16>({0x3D, 0xD8, 0x41, 0x00}));
+    EXPECT_EQ((Chars{'A', '?'}), Read<U16>({0x41, 0x00, 0x42}));
+    EXPECT_EQ((Chars{0xD83D, 0xDE00, '?'}), Read<Plain>({0x3D, 0xD8, 0x00, 0xDE, 0x42}));
+    EXPECT_TRUE(U16::DeserializeFromUtf16(nullptr, nullptr).empty());
+    EXPECT_TRUE(Plain::DeserializeFromUtf16(nullptr, nullptr).empty());
 }
 
 }  // namespace
