@@ -32,6 +32,17 @@ bool LockedForOthers(const MutexName& m) {
            }));
 }
 
+TEST(Mutex, UnnamedExcludesOtherThreads) {
+    Mutex m;
+    bool taken = true;
+    m.lock();
+    std::thread([&] { taken = m.tryLock(); }).join();
+    EXPECT_FALSE(taken);
+    m.unlock();
+    std::thread([&] { taken = m.tryLock() ? (m.unlock(), true) : false; }).join();
+    EXPECT_TRUE(taken);
+}
+
 TEST(Mutex, NamedExcludesOtherProcessesUntilTheHolderDies) {
     MutexName m;
     ka_test::Pipe toParent;
