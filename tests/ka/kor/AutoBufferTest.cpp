@@ -6,18 +6,18 @@
 #include <functional>
 #include <new>
 #include <string>
-#include <thread>
-#include <utility>
 #include <vector>
 
 #include "ka/kor/AutoBufferGuts.h"
+#include "ka/kor/ThrowSite.h"
 #include "ka/kor/exception.h"
+#include "ka/kor/osdep/ThreadTestSupport.h"
 
 namespace {
 
 using namespace ka::kor;
+using ka_test::ThrowSite;
 using Bytes = std::vector<unsigned char>;
-using Site = std::pair<std::string, std::uint32_t>;
 
 const unsigned char* U(const char* s) {
     return reinterpret_cast<const unsigned char*>(s);
@@ -28,23 +28,8 @@ Bytes B(const std::string& s) {
 Bytes Contents(const AutoBuffer& b) {
     return b.Data() == nullptr ? Bytes() : Bytes(b.Data(), b.Data() + b.Len());
 }
-template <typename E, typename F>
-Site ThrowSite(F f) {
-    try {
-        f();
-    } catch (const E& e) {
-        return {e.file(), e.line()};
-    }
-    return {};
-}
 
-// deserialize from the 6 bytes at form, or circularDeserialize from a 6-byte ring at start.
-void Read(AutoBuffer& b, const unsigned char* form, int start) {
-    const unsigned char* p = form + start;
-    start == 0 ? b.deserialize(p, form + 6) : b.circularDeserialize(form, form + 6, p);
-}
-
-TEST(AutoBuffer, CapacityRules) {
+TEST(AutoBuffer, GrowthRules) {
     AutoBuffer b;
     b.Append(U("x"), 0);  // stays absent
     EXPECT_TRUE(b.Data() == nullptr && b.Len() == 0 && b.MemUsage() == 0);
@@ -62,7 +47,6 @@ TEST(AutoBuffer, CapacityRules) {
 
     AutoBuffer exact(100);
     EXPECT_EQ(100u, exact.MemUsage());
-    EXPECT_EQ(0u, exact.Len());
     exact.Append(U("abc"), 3);
     exact.Reserve(50);
     EXPECT_EQ(100u, exact.MemUsage());
@@ -70,26 +54,22 @@ TEST(AutoBuffer, CapacityRules) {
     EXPECT_EQ(101u, exact.MemUsage());
     EXPECT_EQ(98u, exact.UnAppend(98));
     EXPECT_EQ(B("abc"), Contents(exact));
+    exact.Modify(200, U("0123456789"), 10);  // past the capacity: grows like Append
+    EXPECT_EQ(338u, exact.MemUsage());
+    EXPECT_EQ(B("abc"), Contents(exact));  // but never changes the length
+
+    AutoBuffer self(5);  // takes bytes from itself while its block moves
+    self.Append(U("hello"), 5);
+    self.Append(self.Data(), 5);
+    EXPECT_EQ(B("hellohello"), Contents(self));
+    self = BufferWrapper(self.Data() + 1, 3);
+    EXPECT_EQ(B("ell"), Contents(self));
 }
 
-TEST(AutoBuffer, ModifyNeverChangesTheLength) {
-    AutoBuffer b;
-    b.Modify(0, U("WXYZ"), 4);
-    EXPECT_EQ(0u, b.Len());
-    EXPECT_EQ(132u, b.MemUsage());
-    b.Skip(4);
-    b.Modify(200, U("0123456789"), 10);  // past the capacity: grows like Append
-    EXPECT_EQ(338u, b.MemUsage());
-    EXPECT_EQ(B("WXYZ"), Contents(b));
-}
-
-TEST(AutoBuffer, TakesBytesFromItselfWhileItsBlockMoves) {
-    AutoBuffer b(5);
-    b.Append(U("hello"), 5);
-    b.Append(b.Data(), 5);
-    EXPECT_EQ(B("hellohello"), Contents(b));
-    b = BufferWrapper(b.Data() + 1, 3);
-    EXPECT_EQ(B("ell"), Contents(b));
+// deserialize from the 6 bytes at form, or circularDeserialize from a 6-byte ring at start.
+void Read(AutoBuffer& b, const unsigned char* form, int start) {
+    const unsigned char* p = form + start;
+    start == 0 ? b.deserialize(p, form + 6) : b.circularDeserialize(form, form + 6, p);
 }
 
 // Each change is applied to a copy. The original keeps its bytes and is sole holder of its body
@@ -144,29 +124,24 @@ TEST(AutoBuffer, SharingRules) {
     a.Modify(0, U("S"), 1);
     EXPECT_EQ(block, a.Data());
     EXPECT_EQ(B("same!"), Contents(b));
-    EXPECT_TRUE(AutoBuffer(U("ab"), 2) < AutoBuffer(U("abc"), 3));
-    EXPECT_TRUE(AutoBuffer() == AutoBuffer(10));
 }
 
-TEST(AutoBuffer, SerializesLengthThenBytes) {
+TEST(AutoBuffer, SerializesLengthThenBytesAndAFailedReadChangesNothing) {
     Bytes storage(9, 0xEE);
     const AutoBuffer b(U("abc"), 3);
     unsigned char* p = storage.data() + 1;
-    EXPECT_EQ(Site("ka/kor/AutoBuffer", 368),
+    EXPECT_EQ("ka/kor/AutoBuffer:368: Buffer overflowed",
               ThrowSite<exception::BufferOverflow>([&] { b.serialize(p, storage.data() + 7); }));
     EXPECT_EQ(Bytes(9, 0xEE), storage);
     b.serialize(p, storage.data() + 8);
     EXPECT_EQ((Bytes{0xEE, 3, 0, 0, 0, 'a', 'b', 'c', 0xEE}), storage);
     EXPECT_EQ(storage.data() + 8, p);
-
     AutoBuffer back(U("old contents"), 12);
     const unsigned char* q = storage.data() + 1;
     back.deserialize(q, storage.data() + 9);
     EXPECT_EQ(B("abc"), Contents(back));
     EXPECT_EQ(storage.data() + 8, q);
-}
 
-TEST(AutoBuffer, FailedDeserializationLeavesTheTargetUnchanged) {
     const struct {
         Bytes input;
         std::uint32_t line;
@@ -178,16 +153,16 @@ TEST(AutoBuffer, FailedDeserializationLeavesTheTargetUnchanged) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.line);
         AutoBuffer target(U("keep"), 4);
-        const unsigned char* p = c.input.data();
-        EXPECT_EQ(Site("ka/kor/AutoBuffer", c.line),
+        const unsigned char* in = c.input.data();
+        EXPECT_EQ("ka/kor/AutoBuffer:" + std::to_string(c.line) + ": Failed to deserialize",
                   ThrowSite<exception::DeserializationError>(
-                      [&] { target.deserialize(p, c.input.data() + c.input.size()); }));
-        EXPECT_EQ(c.input.data(), p);
+                      [&] { target.deserialize(in, c.input.data() + c.input.size()); }));
+        EXPECT_EQ(c.input.data(), in);
         EXPECT_EQ(B("keep"), Contents(target));
     }
-    AutoBuffer b(U("abc"), 3);
-    EXPECT_THROW(b.Skip(0xFFFFFFFFu), std::bad_alloc);
-    EXPECT_EQ(B("abc"), Contents(b));
+    AutoBuffer big(U("abc"), 3);
+    EXPECT_THROW(big.Skip(0xFFFFFFFFu), std::bad_alloc);
+    EXPECT_EQ(B("abc"), Contents(big));
 }
 
 // The raw ring bytes are checked too, so that a writer and a reader sharing a mistake fail.
@@ -222,10 +197,12 @@ TEST(AutoBuffer, RingChecks) {
     unsigned char ring[8] = {9, 0, 0, 0, 1, 2, 3, 4};
     AutoBuffer target(U("keep"), 4);
     const unsigned char* in = ring;
-    const auto read = [&](int size) { target.circularDeserialize(ring, ring + size, in); };
-    using exception::DeserializationError;
-    EXPECT_EQ(Site("ka/kor/AutoBuffer", 487), ThrowSite<DeserializationError>([&] { read(3); }));
-    EXPECT_EQ(Site("ka/kor/AutoBuffer", 509), ThrowSite<DeserializationError>([&] { read(8); }));
+    const auto read = [&](int size) {
+        return ThrowSite<exception::DeserializationError>(
+            [&] { target.circularDeserialize(ring, ring + size, in); });
+    };
+    EXPECT_EQ("ka/kor/AutoBuffer:487: Failed to deserialize", read(3));
+    EXPECT_EQ("ka/kor/AutoBuffer:509: Failed to deserialize", read(8));
     EXPECT_TRUE(in == ring && Contents(target) == B("keep"));
     unsigned char* out = ring + 2;
     EXPECT_THROW(AutoBuffer(U("12345"), 5).circularSerialize(ring, ring + 8, out),
@@ -237,20 +214,14 @@ TEST(AutoBuffer, RingChecks) {
 
 TEST(AutoBuffer, CopiesMayBeMadeAndDroppedOnManyThreads) {
     const AutoBuffer shared(U("threads"), 7);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&shared] {
-            for (int i = 0; i < 2000; ++i) {
-                AutoBuffer copy(shared);
-                if (i % 100 == 0) {
-                    copy.Append(U("!"), 1);  // a private copy of the bytes
-                }
+    ka_test::RunOnThreads(4, [&shared] {
+        for (int i = 0; i < 2000; ++i) {
+            AutoBuffer copy(shared);
+            if (i % 100 == 0) {
+                copy.Append(U("!"), 1);  // a private copy of the bytes
             }
-        });
-    }
-    for (auto& t : threads) {
-        t.join();
-    }
+        }
+    });
     EXPECT_EQ(B("threads"), Contents(shared));
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "ka/kor/ThrowSite.h"
 #include "ka/kor/exception.h"
 
 namespace {
@@ -15,17 +16,7 @@ typedef CRC<unsigned long> Crc32;
 
 const unsigned char kCheck[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
 
-TEST(CRC, TablesAreTheReflectedArcAndIsoHdlcTables) {
-    EXPECT_EQ(0x0000, Crc16::CRCTable_[0]);
-    EXPECT_EQ(0xC0C1, Crc16::CRCTable_[1]);
-    EXPECT_EQ(0xC181, Crc16::CRCTable_[2]);
-    EXPECT_EQ(0x4040, Crc16::CRCTable_[255]);
-    EXPECT_EQ(0x00000000u, Crc32::CRCTable_[0]);
-    EXPECT_EQ(0x77073096u, Crc32::CRCTable_[1]);
-    EXPECT_EQ(0xEE0E612Cu, Crc32::CRCTable_[2]);
-    EXPECT_EQ(0x2D02EF8Du, Crc32::CRCTable_[255]);
-}
-
+// The check values exercise the generated tables too.
 TEST(CRC, ComputesThePublishedCheckValues) {
     EXPECT_EQ(0xBB3D, Crc16::Compute(kCheck, kCheck + 9));
     EXPECT_EQ(0xCBF43926u, Crc32::Compute(kCheck, kCheck + 9));
@@ -60,12 +51,9 @@ TEST(CRC, ReadsStoredValuesOfTwoAndFourBytesOnEveryArchitecture) {
 TEST(CRC, ShortInputThrowsTheRangeCheckAndLeavesTheCursor) {
     const unsigned char bytes[] = {1, 2, 3};
     const unsigned char* p = bytes;
-    try {
-        Crc32 crc(p, bytes + 3);
-        ADD_FAILURE() << "nothing thrown";
-    } catch (const exception::DeserializationError& e) {
-        EXPECT_EQ(124u, e.line());
-    }
+    EXPECT_EQ(
+        "ka/kor/little_endian:124: Failed to deserialize",
+        ka_test::ThrowSite<exception::DeserializationError>([&] { Crc32 crc(p, bytes + 3); }));
     EXPECT_EQ(bytes, p);
     p = bytes + 2;
     EXPECT_THROW(Crc16(p, bytes + 3), exception::DeserializationError);

@@ -56,59 +56,53 @@ ChildResult RunInChild(const std::function<void()>& body) {
     return r;
 }
 
-TEST(OutputAssertion, PrintsMessageOrExpressionWithBellAndReturns) {
-    const ChildResult withMessage =
-        RunInChild([] { osdep::OutputAssertion("x > 0", "x must be positive", "ka/kor/A", 12); });
-    EXPECT_EQ("ka/kor/A(12): Assertion failed: x must be positive\a\n", withMessage.stderrBytes);
-    EXPECT_EQ(0, withMessage.exitCode);
-
-    const ChildResult withoutMessage =
-        RunInChild([] { osdep::OutputAssertion("x > 0", "", "ka/kor/A", 12); });
-    EXPECT_EQ("ka/kor/A(12): Assertion failed: x > 0\a\n", withoutMessage.stderrBytes);
-
-    const ChildResult nulls =
-        RunInChild([] { osdep::OutputAssertion(nullptr, nullptr, nullptr, 0); });
-    EXPECT_EQ(kUnknown + "(0): Assertion failed: " + kUnknown + "\a\n", nulls.stderrBytes);
-}
-
-TEST(OutputReleaseAssertion, PrintsThenAborts) {
-    const ChildResult r =
-        RunInChild([] { osdep::OutputReleaseAssertion("p != 0", "", "ka/kor/B", 7); });
-    EXPECT_EQ("ka/kor/B(7): Release Assertion failed: p != 0\a\n", r.stderrBytes);
-    EXPECT_TRUE(r.aborted);
-}
-
-TEST(OutputErrorString, WritesTextAsItStands) {
-    EXPECT_EQ("no newline", RunInChild([] { osdep::OutputErrorString("no newline"); }).stderrBytes);
-    EXPECT_EQ("", RunInChild([] { osdep::OutputErrorString(nullptr); }).stderrBytes);
-}
-
-TEST(ExceptionReleaseAssert, DescribesStdException) {
-    const ChildResult r =
-        RunInChild([] { ExceptionReleaseAssert(std::runtime_error("boom"), "ka/kor/Caller", 33); });
-    EXPECT_EQ(
-        "ka/kor/Caller(33): Release Assertion failed: \n"
-        "        Unexpected std::exception caught \n"
-        "        Description: boom\n"
-        "\a\n",
-        r.stderrBytes);
-    EXPECT_TRUE(r.aborted);
-}
-
-TEST(ExceptionReleaseAssert, DescribesLibraryExceptionWithItsThrowSite) {
-    const ChildResult r = RunInChild([] {
-        ExceptionReleaseAssert(exception::NotFound(601, "ka/kor/RefnumMap.h"), "ka/kor/Caller", 34);
-    });
-    EXPECT_EQ(
-        "ka/kor/Caller(34): Release Assertion failed: \n"
-        "        Unexpected ka::kor::exception caught \n"
-        "        Thrown From File: ka/kor/RefnumMap.h\n"
-        "        Thrown From Line: 601\n"
-        "\n"
-        "        Description: Not found\n"
-        "\a\n",
-        r.stderrBytes);
-    EXPECT_TRUE(r.aborted);
+// Assertions print and return, release assertions print and abort; the bytes are exact.
+TEST(ExceptionReleaseAssert, WritesExactlyTheseBytesThenAbortsOrReturns) {
+    const struct {
+        const char* name;
+        std::function<void()> body;
+        std::string bytes;
+        bool aborts;
+    } cases[] = {
+        {"assertion with message",
+         [] { osdep::OutputAssertion("x > 0", "x must be positive", "ka/kor/A", 12); },
+         "ka/kor/A(12): Assertion failed: x must be positive\a\n", false},
+        {"assertion without message", [] { osdep::OutputAssertion("x > 0", "", "ka/kor/A", 12); },
+         "ka/kor/A(12): Assertion failed: x > 0\a\n", false},
+        {"assertion of nulls", [] { osdep::OutputAssertion(nullptr, nullptr, nullptr, 0); },
+         kUnknown + "(0): Assertion failed: " + kUnknown + "\a\n", false},
+        {"release assertion", [] { osdep::OutputReleaseAssertion("p != 0", "", "ka/kor/B", 7); },
+         "ka/kor/B(7): Release Assertion failed: p != 0\a\n", true},
+        {"error string", [] { osdep::OutputErrorString("no newline"); }, "no newline", false},
+        {"null error string", [] { osdep::OutputErrorString(nullptr); }, "", false},
+        {"std::exception",
+         [] { ExceptionReleaseAssert(std::runtime_error("boom"), "ka/kor/Caller", 33); },
+         "ka/kor/Caller(33): Release Assertion failed: \n"
+         "        Unexpected std::exception caught \n"
+         "        Description: boom\n"
+         "\a\n",
+         true},
+        {"library exception",
+         [] {
+             ExceptionReleaseAssert(exception::NotFound(601, "ka/kor/RefnumMap.h"), "ka/kor/Caller",
+                                    34);
+         },
+         "ka/kor/Caller(34): Release Assertion failed: \n"
+         "        Unexpected ka::kor::exception caught \n"
+         "        Thrown From File: ka/kor/RefnumMap.h\n"
+         "        Thrown From Line: 601\n"
+         "\n"
+         "        Description: Not found\n"
+         "\a\n",
+         true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const ChildResult r = RunInChild(c.body);
+        EXPECT_EQ(c.bytes, r.stderrBytes);
+        EXPECT_EQ(c.aborts, r.aborted);
+        EXPECT_EQ(c.aborts ? -1 : 0, r.exitCode);
+    }
 }
 
 TEST(ExceptionReleaseAssert, UnknownThrowSiteAndOverlongTextStayBounded) {

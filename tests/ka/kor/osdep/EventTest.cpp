@@ -42,11 +42,8 @@ void ExpectWokenPerSet(bool manualReset, int n, std::initializer_list<int> woken
     waiters.join();
 }
 
-TEST(Event, ManualResetSetReleasesEveryWaiter) {
+TEST(Event, ASetReleasesEveryWaiterWhenManualResetAndExactlyOneWhenAutoReset) {
     ExpectWokenPerSet(true, 4, {4});
-}
-
-TEST(Event, AutoResetSetReleasesExactlyOneWaiter) {
     ExpectWokenPerSet(false, 3, {1, 2, 3});
 }
 

@@ -16,13 +16,11 @@ using ka::kor::osdep::IntervalTimer;
 using ka_test::WaitUntil;
 
 TEST(IntervalTimer, RejectsIntervalsBelowTenMilliseconds) {
-    for (unsigned ms : {0u, 9u}) {
-        try {
-            IntervalTimer t(ms);
-            ADD_FAILURE() << ms << " accepted";
-        } catch (const ka::kor::exception::InvalidArgument2& e) {
-            EXPECT_STREQ("interval cannot be less than 10 milliseconds", e.what());
-        }
+    try {
+        IntervalTimer t(9);
+        ADD_FAILURE() << "9 accepted";
+    } catch (const ka::kor::exception::InvalidArgument2& e) {
+        EXPECT_STREQ("interval cannot be less than 10 milliseconds", e.what());
     }
     EXPECT_EQ(10u, IntervalTimer(10).getInterval());
 }

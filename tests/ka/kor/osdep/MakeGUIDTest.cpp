@@ -6,12 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
+
+#include "ka/kor/osdep/ThreadTestSupport.h"
 
 namespace {
 
@@ -43,17 +45,13 @@ TEST(MakeGUID, ThreadsMakingIdentifiersAtOnceNeverCollide) {
     constexpr int kThreads = 6;
     constexpr int kEach = 5000;
     std::vector<std::vector<Guid>> made(kThreads);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&made, t] {
-            for (int i = 0; i < kEach; ++i) {
-                made[t].push_back(osdep::MakeGUID());
-            }
-        });
-    }
-    for (std::thread& t : threads) {
-        t.join();
-    }
+    std::atomic<int> next(0);
+    ka_test::RunOnThreads(kThreads, [&] {
+        std::vector<Guid>& list = made[next++];
+        for (int i = 0; i < kEach; ++i) {
+            list.push_back(osdep::MakeGUID());
+        }
+    });
     const Guid& first = made[0][0];
     std::set<std::string> seen;
     for (const std::vector<Guid>& list : made) {

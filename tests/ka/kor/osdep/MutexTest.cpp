@@ -8,6 +8,7 @@
 #include <atomic>
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "ka/kor/osdep/ProcessTestSupport.h"
 #include "ka/kor/osdep/ThreadTestSupport.h"
@@ -29,6 +30,17 @@ bool LockedForOthers(const MutexName& m) {
     return 1 == ka_test::WaitForChild(ka_test::Spawn([&] {
                return ::flock(::open(m.file.path.c_str(), O_RDWR), LOCK_EX | LOCK_NB) != 0;
            }));
+}
+
+TEST(Mutex, UnnamedExcludesOtherThreads) {
+    Mutex m;
+    bool taken = true;
+    m.lock();
+    std::thread([&] { taken = m.tryLock(); }).join();
+    EXPECT_FALSE(taken);
+    m.unlock();
+    std::thread([&] { taken = m.tryLock() ? (m.unlock(), true) : false; }).join();
+    EXPECT_TRUE(taken);
 }
 
 TEST(Mutex, NamedExcludesOtherProcessesUntilTheHolderDies) {
@@ -54,14 +66,8 @@ TEST(Mutex, NamedExcludesOtherProcessesUntilTheHolderDies) {
 TEST(Mutex, TryLockFromAnotherThreadFailsWithoutTouchingTheFile) {
     MutexName m;
     Mutex first(Wide(m.name)), second(Wide(m.name));
-    int fds[2] = {-1, -1};
-    for (int fd = 3, n = 0; fd < 1024 && n < 2; ++fd) {
-        struct stat st, want;
-        if (::fstat(fd, &st) == 0 && ::stat(m.file.path.c_str(), &want) == 0 &&
-            st.st_ino == want.st_ino && st.st_dev == want.st_dev) {
-            fds[n++] = fd;
-        }
-    }
+    const std::vector<int> fds = ka_test::DescriptorsOn(m.file.path);
+    ASSERT_EQ(2u, fds.size());
     ASSERT_NE(-1, ::dup2(fds[0], fds[1]));
 
     first.lock();

@@ -11,6 +11,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "ka/kor/StringBase.h"
 
@@ -30,6 +31,22 @@ inline ka::kor::String Wide(const std::string& text) {
 inline bool FileExists(const std::string& path) {
     struct stat st;
     return ::stat(path.c_str(), &st) == 0;
+}
+
+// This process's descriptors open on the file now at path. They are looked at through
+// /proc/self/fd, not fstat, which ThreadSanitizer counts as a use racing with another thread's
+// open.
+inline std::vector<int> DescriptorsOn(const std::string& path) {
+    std::vector<int> fds;
+    struct stat want, st;
+    for (int fd = 0; fd < 1024 && ::stat(path.c_str(), &want) == 0; ++fd) {
+        const std::string link = "/proc/self/fd/" + std::to_string(fd);
+        if (::stat(link.c_str(), &st) == 0 && st.st_ino == want.st_ino &&
+            st.st_dev == want.st_dev) {
+            fds.push_back(fd);
+        }
+    }
+    return fds;
 }
 
 // Removes a file at the end of a scope (named mutexes' lock files are never deleted for us).

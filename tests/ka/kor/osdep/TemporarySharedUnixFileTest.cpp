@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "ka/kor/osdep/ProcessTestSupport.h"
 #include "ka/kor/osdep/ThreadTestSupport.h"
@@ -91,30 +92,15 @@ TEST(TemporarySharedUnixFile, ReopensAFileDeletedBetweenOpenAndLock) {
         return toChild.receive() == 'u' ? 0 : 3;  // exiting releases the guard
     });
     ASSERT_EQ('g', toParent.receive());
-    struct stat old;
-    ASSERT_EQ(0, ::stat(path.c_str(), &old));
     std::unique_ptr<TemporarySharedUnixFile> file;
     std::thread opener([&] { file.reset(new TemporarySharedUnixFile(path.c_str())); });
     // The opener has opened the file once a descriptor of ours refers to it.
-    EXPECT_TRUE(ka_test::WaitUntil([&] {
-        for (int fd = 3; fd < 1024; ++fd) {
-            struct stat st;
-            const std::string link = "/proc/self/fd/" + std::to_string(fd);
-            if (::stat(link.c_str(), &st) == 0 && st.st_ino == old.st_ino &&
-                st.st_dev == old.st_dev) {
-                return true;
-            }
-        }
-        return false;
-    }));
+    EXPECT_TRUE(ka_test::WaitUntil([&] { return !ka_test::DescriptorsOn(path).empty(); }));
     ASSERT_EQ(0, ::unlink(path.c_str()));
     toChild.send('u');
     opener.join();
     EXPECT_EQ(0, ka_test::WaitForChild(child));
-    struct stat held, named;
-    ASSERT_EQ(0, ::fstat(*file, &held));
-    ASSERT_EQ(0, ::stat(path.c_str(), &named));
-    EXPECT_EQ(named.st_ino, held.st_ino);
+    EXPECT_EQ(std::vector<int>{*file}, ka_test::DescriptorsOn(path));  // the file now named so
     file.reset();
     EXPECT_FALSE(FileExists(path));
 }

@@ -33,18 +33,31 @@ class FunctionThread : public Thread {
     std::function<void(FunctionThread&)> body_;
 };
 
-TEST(Thread, BodyRunsWithEverySignalBlocked) {
+TEST(Thread, BodyRunsWithEverySignalBlockedAndMayJoinItself) {
     sigset_t before, inside, after;
     pthread_sigmask(SIG_BLOCK, nullptr, &before);
-    FunctionThread t([&](Thread&) { pthread_sigmask(SIG_BLOCK, nullptr, &inside); });
+    bool current = false, joinedSelf = false;
+    ThreadID id;
+    FunctionThread t([&](Thread& self) {
+        pthread_sigmask(SIG_BLOCK, nullptr, &inside);
+        current = self.isCurrentThread();
+        self.waitForThreadToTerminate();
+        joinedSelf = true;
+        id = ThreadID::getCallingID();
+    });
     t.start(0);
-    t.waitForThreadToTerminate();
+    t.cleanup();
     pthread_sigmask(SIG_BLOCK, nullptr, &after);
     for (int sig : {SIGHUP, SIGINT, SIGPIPE, SIGALRM, SIGTERM, SIGUSR1, SIGCHLD}) {
         SCOPED_TRACE(sig);
         EXPECT_TRUE(sigismember(&inside, sig));
         EXPECT_EQ(sigismember(&before, sig), sigismember(&after, sig));
     }
+    EXPECT_TRUE(current && joinedSelf);
+    EXPECT_FALSE(t.isCurrentThread());
+    EXPECT_TRUE(id != ThreadID::getCallingID());
+    EXPECT_TRUE(ThreadID::getCallingID().isCurrentThread());
+    EXPECT_FALSE(ThreadID().isCurrentThread());
 }
 
 TEST(Thread, JoinFromTwoThreadsAtOnceReturnsToBothThenRestarts) {
@@ -66,25 +79,6 @@ TEST(Thread, JoinFromTwoThreadsAtOnceReturnsToBothThenRestarts) {
     EXPECT_EQ(2, returned.load());
     t.start(0);  // joined, so it may run again
     t.cleanup();
-}
-
-TEST(Thread, SelfJoinReturnsAndKnowsItsThread) {
-    bool current = false, joinedSelf = false;
-    ThreadID inside;
-    FunctionThread t([&](Thread& self) {
-        current = self.isCurrentThread();
-        self.waitForThreadToTerminate();
-        joinedSelf = true;
-        inside = ThreadID::getCallingID();
-    });
-    t.start(0);
-    t.cleanup();
-    EXPECT_TRUE(current);
-    EXPECT_TRUE(joinedSelf);
-    EXPECT_FALSE(t.isCurrentThread());
-    EXPECT_TRUE(inside != ThreadID::getCallingID());
-    EXPECT_TRUE(ThreadID::getCallingID().isCurrentThread());
-    EXPECT_FALSE(ThreadID().isCurrentThread());
 }
 
 std::atomic<bool> gBodyStarted(false), gBodyFinished(false);

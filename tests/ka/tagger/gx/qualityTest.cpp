@@ -51,15 +51,6 @@ TEST(RenderQuality, JoinsSetBitsFromTheLowestUp) {
               all.find("subscription failure, reserved"));
 }
 
-TEST(QualityIsGood, OnlyInformationalBitsAreGood) {
-    EXPECT_TRUE(QualityIsGood(0));
-    EXPECT_TRUE(QualityIsGood(0x20000100));  // in alarm and forced
-    EXPECT_TRUE(QualityIsGood(0x20000F00));
-    EXPECT_FALSE(QualityIsGood(0x1000));
-    EXPECT_FALSE(QualityIsGood(0x1));
-    EXPECT_FALSE(QualityIsGood(0x20000F01));
-}
-
 // The ranking, first to last, as the host expects it.
 const std::uint32_t kRanked[][2] = {
     {0x00000020, 0x8BBB0005}, {0x40000000, 0x8BBB0015}, {0x00200000, 0x8BBB0011},
@@ -91,20 +82,26 @@ TEST(VestaQualityException, HigherRankedBitWinsOverEveryLowerOne) {
     EXPECT_STREQ("Vesta quality bad", VestaQualityException(1, "f", 0x1).what());
 }
 
-TEST(VestaQualityException, WarningsAndNoValue) {
+// Only informational bits are good; a good quality or one of warning bits alone is a warning.
+TEST(VestaQualityException, GoodWarningAndNoValueOnly) {
     struct {
         std::uint32_t quality;
-        bool warning;
-        bool noValueOnly;
+        bool good, warning, noValueOnly;
     } const rows[] = {
-        {0x41, true, false},        {0x43, false, false},
-        {0x100, true, false},       {0x0, true, false},
-        {0x40, true, true},         {0x140, false, false},
-        {0x00023041, true, false},  {0x00023042, false, false},
-        {0x20000040, false, false},  // an informational bit beside a warning is outside the mask
+        {0x0, true, true, false},  // nothing set
+        {0x20000F00, true, true, false},
+        {0x41, false, true, false},
+        {0x00023041, false, true, false},
+        {0x40, false, true, true},
+        {0x43, false, false, false},
+        {0x140, false, false, false},
+        {0x00023042, false, false, false},
+        {0x20000040, false, false, false},  // an informational bit beside a warning
+        {0x20000F01, false, false, false},
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.quality);
+        EXPECT_EQ(r.good, QualityIsGood(r.quality));
         const VestaQualityException e(1, "f", r.quality);
         EXPECT_EQ(r.warning, e.warning());
         EXPECT_EQ(r.noValueOnly, e.noValueOnlyProblem());
