@@ -1,15 +1,17 @@
 #include "ka/kor/FlexData.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cmath>
 #include <functional>
-#include <limits>
 #include <new>
 #include <string>
 
 #include "ka/kor/PacketTestSupport.h"
+#include "ka/kor/ThrowSite.h"
 #include "ka/kor/exception.h"
 
 namespace {
@@ -22,23 +24,11 @@ using ka::kor::BufferWrapper;
 using ka::kor::FlexData;
 using ka::kor::String;
 using ka::kor::Vector;
-using ka::kor::exception::BufferOverflow;
 using ka::kor::exception::DeserializationError;
 using ka::kor::exception::InvalidArgument;
-using ka::kor::exception::NotFound;
 using ka::kor::exception::SyntaxError;
-using packet_test::Bytes;
-using packet_test::ExpectThrowAt;
-using packet_test::HeapBytes;
-using packet_test::Hex;
+using namespace packet_test;
 
-const char kAttributesHex[] =
-    "0240 32000000 0340 12000000 0009 07000000 5F4B415F4D4454 00 0108 0200 06000000 0009 "
-    "06000000 0002 03000000 4D445400 0300";
-const char kTypePrefixHex[] = "0108 0500 06000000 0405 06000000 0204 0E000000 0008 0100 06000000";
-const char kTypeSuffixHex[] =
-    "1A000000 0108 0300 06000000 0201 06000000 0003 06000000 0009 06000000 0209";
-const char kDataSuffixHex[] = "0000 00000000 00000000 0A000000 050300000000";
 const AbsTime kT0(0u, 1u, 0x80000000u, 0u);  // 1.5 s
 
 Bytes PacketOf(const FlexData& f) {
@@ -51,254 +41,194 @@ FlexData Adopt(const Bytes& packet) {
     return f;
 }
 
-// The value read back through the getter of type as.
-long double Get(const FlexData& f, FlexType as) {
-    switch (as) {
-        case FlexType::I8:
-            return f.getI8();
-        case FlexType::UI8:
-            return f.getUI8();
-        case FlexType::I16:
-            return f.getI16();
-        case FlexType::UI16:
-            return f.getUI16();
-        case FlexType::I32:
-            return f.getI32();
-        case FlexType::UI32:
-            return f.getUI32();
-        case FlexType::I64:
-            return f.getI64();
-        case FlexType::UI64:
-            return f.getUI64();
-        case FlexType::F32:
-            return f.getF32();
-        default:
-            return f.getF64();
-    }
+// The value read through one getter, widened so that one table holds every getter.
+template <auto Getter>
+long double As(const FlexData& f) {
+    return (f.*Getter)();
+}
+
+FlexData BoolOf(long v) {
+    FlexData f;
+    f.setBool(v);
+    return f;
 }
 
 TEST(FlexData, EmptyValue) {
     FlexData f;
     EXPECT_EQ(FlexType::Empty, f.getType());
-    EXPECT_EQ(0u, f.getPacketSize());
     EXPECT_EQ(4u, f.serializationSize());
     unsigned char out[4] = {1, 2, 3, 4};
     unsigned char* p = out;
     f.serialize(p, out + 4);
     EXPECT_EQ(Hex("00000000"), Bytes(out, out + 4));
     EXPECT_THROW(f.getI32(), InvalidArgument);
-    EXPECT_EQ(0, f.compare(FlexData()));
+}
+
+// Values of every kind as their setters write them.
+struct Written {
+    const char* name;
+    std::string hex;
+    std::function<void(FlexData&)> set;
+};
+
+std::vector<Written> WrittenValues() {
+    return {
+        {"I8", "08000000 0001 2A 00", [](FlexData& f) { f.setI8(42); }},
+        {"UI8", "08000000 0101 C8 00", [](FlexData& f) { f.setUI8(200); }},
+        {"Bool", "08000000 0201 01 00", [](FlexData& f) { f.setBool(true); }},
+        {"I16", "08000000 0002 FEFF", [](FlexData& f) { f.setI16(-2); }},
+        {"UI16", "08000000 0102 EFBE", [](FlexData& f) { f.setUI16(0xBEEF); }},
+        {"I32", "0A000000 0003 FFFFFFFF", [](FlexData& f) { f.setI32(-1); }},
+        {"UI32", "0A000000 0103 04030201", [](FlexData& f) { f.setUI32(0x01020304); }},
+        {"F32", "0A000000 0203 0000803F", [](FlexData& f) { f.setF32(1.0f); }},
+        {"I64", "0E000000 0004 FEFFFFFFFFFFFFFF", [](FlexData& f) { f.setI64(-2); }},
+        {"UI64", "0E000000 0104 0100000000000000", [](FlexData& f) { f.setUI64(1); }},
+        {"F64", "0E000000 0204 00000000000004C0", [](FlexData& f) { f.setF64(-2.5); }},
+        {"Time", "16000000 0405 00000000 00000080 64000000 00000000",
+         [](FlexData& f) { f.setTime(AbsTime(0u, 100u, 0x80000000u, 0u)); }},
+        {"AString", "0E000000 0009 03000000 616263 00",
+         [](FlexData& f) { f.setAString(AString("abc")); }},
+        {"AString with a zero byte", "0E000000 0009 04000000 61620063",
+         [](FlexData& f) { f = FlexData("ab\0c", 4); }},
+        {"empty AString", "0A000000 0009 00000000", [](FlexData& f) { f.setAString("", 0); }},
+        {"UTF16", "10000000 000A 03000000 6800 E900 AC20",
+         [](FlexData& f) { f.setUTF16(String(L"h\u00E9\u20AC")); }},
+        {"Void", "06000000 0100", [](FlexData& f) { f.setVoid(); }},
+        {"I32 over an AString", "0A000000 0003 07000000",
+         [](FlexData& f) {
+             f.setAString(AString("a long text to shrink"));
+             f.setI32(7);
+         }},
+        {"array of three I8", "16000000 0008 0100 06000000 0001 03000000 070707 00",
+         [](FlexData& f) { f.setScalarArray(Vector<signed char>(3, 7)); }},
+        {"2x3 array of I16",
+         "22000000 0008 0200 06000000 0002 02000000 03000000 0100 0200 0300 0400 0500 FAFF",
+         [](FlexData& f) {
+             f.setScalarArray(Vector<int>{1, 2, 3, 4, 5, -6}.data(), Vector<std::int32_t>{2, 3},
+                              FlexType::I16);
+         }},
+        {"empty F32 array", "12000000 0008 0100 06000000 0203 00000000",
+         [](FlexData& f) { f.setScalarArray(Vector<float>{}); }},
+        {"array of AStrings",
+         "1E000000 0008 0100 06000000 0009 02000000 01000000 61 00 02000000 6263",
+         [](FlexData& f) {
+             f.setAStringArray({AString("a"), AString("bc")});
+         }},
+        {"waveform of two I16", WaveformHex("AA000000", "0002", "02000000 0100 FFFF"),
+         [](FlexData& f) {
+             f.setWaveform(FlexData::Waveform<short>{kT0, 0.25, {1, -1}});
+         }},
+        {"named attribute", kUnitAttributeHex,
+         [](FlexData& f) {
+             f.setI32(42);
+             f.setAttribute(AString("unit"), FlexData("V"));
+         }},
+    };
 }
 
 TEST(FlexData, PacketsAreExactBytes) {
     std::setlocale(LC_ALL, "C.UTF-8");
-    const struct {
-        const char* name;
-        std::function<void(FlexData&)> set;
-        const char* hex;
-        FlexType type;
-    } cases[] = {
-        {"I8", [](FlexData& f) { f.setI8(42); }, "08000000 0001 2A 00", FlexType::I8},
-        {"UI8", [](FlexData& f) { f.setUI8(200); }, "08000000 0101 C8 00", FlexType::UI8},
-        {"Bool", [](FlexData& f) { f.setBool(true); }, "08000000 0201 01 00", FlexType::Bool},
-        {"Bool 256L", [](FlexData& f) { f.setBool(256L); }, "08000000 0201 00 00", FlexType::Bool},
-        {"I16", [](FlexData& f) { f.setI16(-2); }, "08000000 0002 FEFF", FlexType::I16},
-        {"UI16", [](FlexData& f) { f.setUI16(0xBEEF); }, "08000000 0102 EFBE", FlexType::UI16},
-        {"I32", [](FlexData& f) { f.setI32(-1); }, "0A000000 0003 FFFFFFFF", FlexType::I32},
-        {"UI32", [](FlexData& f) { f.setUI32(0x01020304); }, "0A000000 0103 04030201",
-         FlexType::UI32},
-        {"F32", [](FlexData& f) { f.setF32(1.0f); }, "0A000000 0203 0000803F", FlexType::F32},
-        {"I64", [](FlexData& f) { f.setI64(-2); }, "0E000000 0004 FEFFFFFFFFFFFFFF", FlexType::I64},
-        {"UI64", [](FlexData& f) { f.setUI64(1); }, "0E000000 0104 0100000000000000",
-         FlexType::UI64},
-        {"F64", [](FlexData& f) { f.setF64(-2.5); }, "0E000000 0204 00000000000004C0",
-         FlexType::F64},
-        {"Time", [](FlexData& f) { f.setTime(AbsTime(0u, 100u, 0x80000000u, 0u)); },
-         "16000000 0405 00000000 00000080 64000000 00000000", FlexType::Time},
-        {"AString", [](FlexData& f) { f.setAString(AString("abc")); },
-         "0E000000 0009 03000000 616263 00", FlexType::AString},
-        {"AString with a zero byte", [](FlexData& f) { f.setAString("ab\0c", 4); },
-         "0E000000 0009 04000000 61620063", FlexType::AString},
-        {"empty AString", [](FlexData& f) { f.setAString("", 0); }, "0A000000 0009 00000000",
-         FlexType::AString},
-        {"UTF16", [](FlexData& f) { f.setUTF16(String(L"h\u00E9\u20AC")); },
-         "10000000 000A 03000000 6800 E900 AC20", FlexType::UTF16},
-        {"Void", [](FlexData& f) { f.setVoid(); }, "06000000 0100", FlexType::Void},
-        {"I32 over an AString",
-         [](FlexData& f) {
-             f.setAString(AString("a long text to shrink"));
-             f.setI32(7);
-         },
-         "0A000000 0003 07000000", FlexType::I32},
-    };
-    for (const auto& c : cases) {
+    for (const Written& c : WrittenValues()) {
         SCOPED_TRACE(c.name);
         FlexData f;
         c.set(f);
         EXPECT_EQ(Hex(c.hex), PacketOf(f));
-        EXPECT_EQ(c.type, f.getType());
-        EXPECT_EQ(0u, f.getDataBuffer().length() % 2);
+        // The type is the one behind any prefix elements.
+        EXPECT_EQ(fd::ReadCode(fd::GetTypeFromPacket(f.begin(), f.end()), f.end()),
+                  fd::Code(f.getType()));
         EXPECT_EQ(f.getPacketSize(),
                   4 + f.getMetaDataBuffer().length() + f.getDataBuffer().length());
         EXPECT_EQ(f, Adopt(PacketOf(f)));
     }
 }
 
-TEST(FlexData, ConstructorsPickTheSameTypeOnEveryBuild) {
-    const struct {
-        FlexData value;
-        FlexType type;
-    } cases[] = {
-        {FlexData(true), FlexType::Bool},
-        {FlexData(static_cast<signed char>(-1)), FlexType::I8},
-        {FlexData(static_cast<unsigned char>(1)), FlexType::UI8},
-        {FlexData(static_cast<short>(1)), FlexType::I16},
-        {FlexData(static_cast<unsigned short>(1)), FlexType::UI16},
-        {FlexData(1), FlexType::I32},
-        {FlexData(1u), FlexType::UI32},
-        {FlexData(std::int32_t{-1}), FlexType::I32},
-        {FlexData(std::uint32_t{1}), FlexType::UI32},
-        {FlexData(std::int64_t{-1}), FlexType::I64},
-        {FlexData(std::uint64_t{1}), FlexType::UI64},
-        {FlexData(-1L), sizeof(long) == 4 ? FlexType::I32 : FlexType::I64},
-        {FlexData(1UL), sizeof(long) == 4 ? FlexType::UI32 : FlexType::UI64},
-        {FlexData(1LL), FlexType::I64},
-        {FlexData(1ULL), FlexType::UI64},
-        {FlexData(1.0f), FlexType::F32},
-        {FlexData(1.0), FlexType::F64},
-        {FlexData("abc"), FlexType::AString},
-        {FlexData("a\0b", 3), FlexType::AString},
-        {FlexData(AString("abc")), FlexType::AString},
-        {FlexData(L"abc"), FlexType::UTF16},
-        {FlexData(AbsTime()), FlexType::Time},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(fd::Code(c.type));
-        EXPECT_EQ(c.type, c.value.getType());
-    }
-    EXPECT_EQ(-1, FlexData(-1L).getI32());
-    EXPECT_EQ(1LL << 40, FlexData(std::int64_t{1} << 40).getI64());
-    EXPECT_EQ(3u, FlexData("a\0b", 3).getAString().size());
-}
-
-TEST(FlexData, NumericConversionsArePlainTruncatingCasts) {
-    const double nan = std::numeric_limits<double>::quiet_NaN();
+TEST(FlexData, ConversionsArePlainTruncatingCasts) {
     const struct {
         const char* name;
         FlexData value;
-        FlexType as;
+        long double (*get)(const FlexData&);
         long double expected;
     } cases[] = {
-        {"I32 7 as F64", FlexData(7), FlexType::F64, 7.0L},
-        {"F64 -2.9 as I32", FlexData(-2.9), FlexType::I32, -2},
-        {"I32 300 as I8", FlexData(300), FlexType::I8, 44},
-        {"F64 300.7 as I8", FlexData(300.7), FlexType::I8, 44},
-        {"I8 -1 as UI16", FlexData(static_cast<signed char>(-1)), FlexType::UI16, 65535},
-        {"UI64 max as I32", FlexData(~0ULL), FlexType::I32, -1},
-        {"UI64 max as F64", FlexData(~0ULL), FlexType::F64, 18446744073709551616.0L},
-        {"I64 -5 as UI64", FlexData(-5LL), FlexType::UI64, 18446744073709551611.0L},
-        {"UI32 max as F64", FlexData(0xFFFFFFFFu), FlexType::F64, 4294967295.0L},
-        {"F32 1e10 as I32", FlexData(1e10f), FlexType::I32, 1410065408},
-        {"F64 1e20 as I64", FlexData(1e20), FlexType::I64, 7766279631452241920.0L},
-        {"F64 -1e19 as I64", FlexData(-1e19), FlexType::I64, 8446744073709551616.0L},
-        {"F64 -0.9 as UI8", FlexData(-0.9), FlexType::UI8, 0},
-        {"F64 -1.5 as UI8", FlexData(-1.5), FlexType::UI8, 255},
-        {"F64 NaN as I32", FlexData(nan), FlexType::I32, 0},
-        {"F64 inf as UI64", FlexData(HUGE_VAL), FlexType::UI64, 0},
-        {"F64 0.1 as F32", FlexData(0.1), FlexType::F32, 0.1f},
-        {"I16 -300 as F32", FlexData(static_cast<short>(-300)), FlexType::F32, -300},
+        {"I32 7 as F64", FlexData(7), As<&FlexData::getF64>, 7.0L},
+        {"F64 -2.9 as I32", FlexData(-2.9), As<&FlexData::getI32>, -2},
+        {"I32 300 as I8", FlexData(300), As<&FlexData::getI8>, 44},
+        {"F64 300.7 as I8", FlexData(300.7), As<&FlexData::getI8>, 44},
+        {"long -1 as I32", FlexData(-1L), As<&FlexData::getI32>, -1},
+        {"int64_t 2^40", FlexData(std::int64_t{1} << 40), As<&FlexData::getI64>, 1099511627776.0L},
+        {"UI64 max as I32", FlexData(~0ULL), As<&FlexData::getI32>, -1},
+        {"UI64 max as F64", FlexData(~0ULL), As<&FlexData::getF64>, 18446744073709551616.0L},
+        {"F32 1e10 as I32", FlexData(1e10f), As<&FlexData::getI32>, 1410065408},
+        {"F64 1e20 as I64", FlexData(1e20), As<&FlexData::getI64>, 7766279631452241920.0L},
+        {"F64 -1e19 as I64", FlexData(-1e19), As<&FlexData::getI64>, 8446744073709551616.0L},
+        {"F64 -1.5 as UI8", FlexData(-1.5), As<&FlexData::getUI8>, 255},
+        {"F64 NaN as I32", FlexData(std::nan("")), As<&FlexData::getI32>, 0},
+        {"F64 0.1 as F32", FlexData(0.1), As<&FlexData::getF32>, 0.1f},
+        {"setBool(256L) keeps the low byte", BoolOf(256L), As<&FlexData::getBool>, 0},
+        {"I32 5 as Bool", FlexData(5), As<&FlexData::getBool>, 1},
+        {"I32 0x100 as Bool", FlexData(0x100), As<&FlexData::getBool>, 1},
+        {"I32 0 as Bool", FlexData(0), As<&FlexData::getBool>, 0},
+        {"Bool16 as Bool", Adopt(Hex("08000000 0202 0001")), As<&FlexData::getBool>, 1},
+        {"Bool byte 2", Adopt(Hex("08000000 0201 02 00")), As<&FlexData::getBool>, 1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        EXPECT_EQ(c.expected, Get(c.value, c.as));
+        EXPECT_EQ(c.expected, c.get(c.value));
     }
-}
-
-TEST(FlexData, BooleanReadsAndRefusals) {
-    FlexData low256;
-    low256.setBool(256L);  // only the low byte is kept
-    FlexData low257;
-    low257.setBool(257L);
-    FlexData fromInt;
-    fromInt.setBool(2);
-    const struct {
-        const char* name;
-        FlexData value;
-        bool expected;
-    } cases[] = {
-        {"Bool true", FlexData(true), true},
-        {"setBool(256L)", low256, false},
-        {"setBool(257L)", low257, true},
-        {"setBool(2)", fromInt, true},
-        {"I32 5", FlexData(5), true},
-        {"I32 0x100", FlexData(0x100), true},
-        {"I32 0", FlexData(0), false},
-        {"Bool16", Adopt(Hex("08000000 0202 0001")), true},
-        {"Bool byte 2", Adopt(Hex("08000000 0201 02 00")), true},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(c.expected, c.value.getBool());
-    }
-    for (const FlexData& wrong : {FlexData(1.0f), FlexData(1LL), FlexData("1"), FlexData()}) {
-        EXPECT_THROW(wrong.getBool(), InvalidArgument);
-    }
-    EXPECT_THROW(FlexData(true).getI32(), InvalidArgument);
+    // long follows its width; the fixed-width types map alike on both builds.
+    EXPECT_EQ(sizeof(long) == 4 ? FlexType::I32 : FlexType::I64, FlexData(1L).getType());
+    EXPECT_EQ(sizeof(long) == 4 ? FlexType::UI32 : FlexType::UI64, FlexData(1UL).getType());
+    EXPECT_EQ(FlexType::I64, FlexData(std::int64_t{1}).getType());
+    EXPECT_EQ(FlexType::UI64, FlexData(std::uint64_t{1}).getType());
 }
 
 TEST(FlexData, WrongTypeAccessorsLeaveTheValueUnchanged) {
     const FlexData alt = Adopt(Hex("0C000000 0109 02000000 6869"));
-    std::uint32_t length = 0;
-    EXPECT_STREQ("hi", AString(alt.getAString(length), 2).c_str());
-    EXPECT_EQ(2u, length);
-    EXPECT_THROW(alt.getUnicode(), InvalidArgument);  // AStringAlt is 8-bit text only
-
+    EXPECT_STREQ("hi", alt.getAString().c_str());
     FlexData f(AString("abc"));
     const Bytes before = PacketOf(f);
     const std::function<void()> wrong[] = {
-        [&] { f.getI8(); },
         [&] { f.getF64(); },
         [&] { f.getBool(); },
         [&] { f.getTime(); },
         [&] { f.getDims(); },
         [&] { f.getScalarArray<int>(); },
-        [&] { f.getNumElts(); },
         [&] { f.getWaveformSampleCount(); },
-        [&] { FlexData(1).getAString(); },
+        [] { FlexData(1).getAString(); },
+        [] { FlexData(1.0f).getBool(); },
+        [] { FlexData(1LL).getBool(); },
+        [] { FlexData(true).getI32(); },
+        [&] { alt.getUnicode(); },  // AStringAlt is 8-bit text only
     };
     for (const auto& w : wrong) {
-        ExpectThrowAt<InvalidArgument>(w, "ka/kor/FlexData", 0);
+        EXPECT_THAT(ka_test::ThrowSite<InvalidArgument>(w),
+                    ::testing::StartsWith("ka/kor/FlexData:"));
         EXPECT_EQ(before, PacketOf(f));
     }
-    EXPECT_STREQ(L"abc", f.getUnicode().c_str());
 }
 
 TEST(FlexData, SettingTheHeldScalarTypeRewritesOnlyTheData) {
     FlexData f(1.0);
     f.setAttribute(AString("unit"), FlexData("s"));
     const unsigned char* block = f.begin();
-    const Bytes md(f.getMetaDataBuffer().data(),
-                   f.getMetaDataBuffer().data() + f.getMetaDataBuffer().length());
+    const Bytes before = PacketOf(f);
     f.setF64(2.5);
     EXPECT_EQ(block, f.begin());
     EXPECT_EQ(2.5, f.getF64());
-    EXPECT_EQ(md, Bytes(f.getMetaDataBuffer().data(),
-                        f.getMetaDataBuffer().data() + f.getMetaDataBuffer().length()));
+    EXPECT_TRUE(std::equal(before.begin(), before.end() - 8, f.begin()));
     // Another type makes a fresh value: the attributes go with the old type.
     f.setI32(3);
-    EXPECT_FALSE(f.hasAttributes());
     EXPECT_EQ(Hex("0A000000 0003 03000000"), PacketOf(f));
 }
 
 TEST(FlexData, AdoptsPacketsOfOddSizePadded) {
     FlexData f = Adopt(Hex("07000000 0001 2A"));
     EXPECT_EQ(Hex("08000000 0001 2A 00"), PacketOf(f));
-    EXPECT_EQ(42, f.getI8());
     unsigned char out[8];
     unsigned char* p = out;
     f.serialize(p, out + sizeof out);
     EXPECT_EQ(out + 8, p);
 
+    // A refused packet leaves the value as it was.
     FlexData g(5);
     EXPECT_THROW(g.copyFrom(out, out + 7), DeserializationError);  // size 8 in 7 bytes
     const Bytes cutMD = Hex("0A000000 0108 0100 06000000");
@@ -311,13 +241,8 @@ TEST(FlexData, AdoptsPacketsOfOddSizePadded) {
 
 TEST(FlexData, SerializationRoundTripAndFailures) {
     std::setlocale(LC_ALL, "C.UTF-8");
-    const FlexData values[] = {FlexData(1), FlexData(), FlexData("odd"), FlexData(L"wide"),
-                               FlexData(AbsTime(1.25, 0.0))};
-    std::uint32_t total = 0;
-    for (const FlexData& v : values) {
-        total += v.serializationSize();
-    }
-    HeapBytes buffer(Bytes(total, 0xEE));
+    const FlexData values[] = {FlexData(1), FlexData(), FlexData("odd"), FlexData(L"wide")};
+    HeapBytes buffer(Bytes(10 + 4 + 14 + 18, 0xEE));  // exactly their serialized sizes
     unsigned char* w = buffer.begin();
     for (const FlexData& v : values) {
         v.serialize(w, buffer.end());
@@ -331,11 +256,11 @@ TEST(FlexData, SerializationRoundTripAndFailures) {
     }
     EXPECT_EQ(buffer.end(), r);
 
-    unsigned char small[9] = {0};
-    unsigned char* p = small;
-    EXPECT_THROW(FlexData(1.0).serialize(p, small + sizeof small), BufferOverflow);
-    EXPECT_EQ(small, p);
-
+    unsigned char* p = buffer.begin();
+    EXPECT_THROW(FlexData(1.0).serialize(p, buffer.begin() + 13),
+                 ka::kor::exception::BufferOverflow);
+    EXPECT_EQ(buffer.begin(), p);
+    // A failed read leaves the target empty and the cursor where it was.
     FlexData victim(7);
     const unsigned char* q = buffer.begin();
     EXPECT_THROW(victim.deserialize(q, buffer.begin() + 9), DeserializationError);
@@ -345,14 +270,13 @@ TEST(FlexData, SerializationRoundTripAndFailures) {
 
 TEST(FlexData, CompareOrdersByRawBytesFromTheSizeField) {
     FlexData longText(AString(250, 'x'));  // size 260: bytes 04 01 00 00
-    EXPECT_EQ(-8, FlexData().compare(FlexData(static_cast<signed char>(1))));
-    EXPECT_EQ(8, FlexData(static_cast<signed char>(1)).compare(FlexData()));
-    EXPECT_TRUE(longText < FlexData(static_cast<signed char>(1)));
+    const FlexData i8(static_cast<signed char>(1));
+    EXPECT_EQ(-8, FlexData().compare(i8));  // common bytes equal: the size difference
+    EXPECT_EQ(8, i8.compare(FlexData()));
+    EXPECT_TRUE(longText < i8);
     EXPECT_TRUE(FlexData(static_cast<signed char>(9)) < FlexData(0));  // size 8 before size 10
     EXPECT_EQ(-1, FlexData(1).compare(FlexData(2)));
     EXPECT_EQ(-1, FlexData(0x100).compare(FlexData(0xFF)));  // byte order, not numeric order
-    EXPECT_TRUE(FlexData("ab") == FlexData(AString("ab")));
-    EXPECT_TRUE(FlexData("ab") != FlexData("ac"));
 }
 
 TEST(FlexData, Utf16CountAndReservedSizeAgreeForBasicPlaneText) {
@@ -369,114 +293,64 @@ TEST(FlexData, Utf16CountAndReservedSizeAgreeForBasicPlaneText) {
     EXPECT_EQ(Hex("0E000000 000A 01000000 3DD8 00DE"), PacketOf(emoji));
     EXPECT_EQ(6u, FlexData(emoji).getDataBuffer().length());
     EXPECT_STREQ(L"?", emoji.getUnicode().c_str());
-}
-
-TEST(FlexData, AStringToUnicodeUsesTheLocale) {
-    std::setlocale(LC_ALL, "C.UTF-8");
+    // 8-bit text is read as wide text through the locale.
     EXPECT_STREQ(L"\u00E9", FlexData("\xC3\xA9").getUnicode().c_str());
 }
 
-TEST(FlexData, ScalarArraysAreExactBytes) {
-    FlexData bytes;
-    const signed char three[] = {1, 2, 3};
-    bytes.setScalarArray(three, 3);
-    EXPECT_EQ(Hex("16000000 0008 0100 06000000 0001 03000000 010203 00"), PacketOf(bytes));
-    EXPECT_EQ(8u, bytes.getDataBuffer().length());
-
-    FlexData grid;
+TEST(FlexData, ArrayShapesAndElements) {
     const int values[] = {1, 2, 3, 4, 5, -6};
+    FlexData grid;
     grid.setScalarArray(values, Vector<std::int32_t>{2, 3}, FlexType::I16);
-    EXPECT_EQ(Hex("22000000 0008 0200 06000000 0002 02000000 03000000 "
-                  "0100 0200 0300 0400 0500 FAFF"),
-              PacketOf(grid));
     EXPECT_EQ((Vector<std::int32_t>{2, 3}), grid.getDims());
     EXPECT_EQ(3, grid.getDimSize(1));
     EXPECT_THROW(grid.getDimSize(2), ka::kor::exception::OutOfRange);
     EXPECT_EQ(6u, grid.getNumElts());
-    EXPECT_EQ(FlexType::I16, grid.getArrayElementType());
-    EXPECT_EQ((Vector<double>{1, 2, 3, 4, 5, -6}), grid.getScalarArray<double>());
     EXPECT_EQ((Vector<unsigned char>{1, 2, 3, 4, 5, 250}), grid.getScalarArray<unsigned char>());
-
-    FlexData empty(Vector<float>{});
-    EXPECT_EQ(Hex("12000000 0008 0100 06000000 0203 00000000"), PacketOf(empty));
-    EXPECT_TRUE(empty.getScalarArray<int>().empty());
     EXPECT_THROW(grid.setScalarArray(values, Vector<std::int32_t>{-1}), InvalidArgument);
     EXPECT_THROW(grid.setScalarArray(values, 3, FlexType::Bool), InvalidArgument);
+
+    const char xy[] = "x\0y";
+    const Vector<AString> strings{AString(""), AString("odd"), AString("even"),
+                                  AString(xy, xy + 3)};
+    const Vector<AString> back = Adopt(PacketOf(FlexData(strings))).getAStringArray();
+    ASSERT_EQ(strings.size(), back.size());
+    for (unsigned i = 0; i < strings.size(); ++i) {
+        EXPECT_EQ(0, strings[i].exactCompare(back[i]));
+    }
+    EXPECT_THROW(grid.getAStringArray(), InvalidArgument);
 }
 
 template <typename T>
-void RoundTripArrays() {
-    const Vector<T> values{T(0), T(1), T(100), T(7)};
+class FlexDataArrayOf : public ::testing::Test {};
+typedef ::testing::Types<signed char, short, int, long, long long, float, double> HostTypes;
+TYPED_TEST_SUITE(FlexDataArrayOf, HostTypes);
+
+TYPED_TEST(FlexDataArrayOf, RoundTripsThroughEveryElementType) {
+    const Vector<TypeParam> values{TypeParam(0), TypeParam(1), TypeParam(100), TypeParam(7)};
     for (FlexType element :
          {FlexType::I8, FlexType::UI8, FlexType::I16, FlexType::UI16, FlexType::I32, FlexType::UI32,
           FlexType::F32, FlexType::I64, FlexType::UI64, FlexType::F64}) {
         SCOPED_TRACE(fd::Code(element));
         const FlexData f(values, element);
         EXPECT_EQ(element, f.getArrayElementType());
-        EXPECT_EQ(values, Adopt(PacketOf(f)).getScalarArray<T>());
+        EXPECT_EQ(values, Adopt(PacketOf(f)).getScalarArray<TypeParam>());
     }
 }
 
-TEST(FlexData, ScalarArraysRoundTripThroughEveryElementType) {
-    RoundTripArrays<signed char>();
-    RoundTripArrays<short>();
-    RoundTripArrays<int>();
-    RoundTripArrays<long>();
-    RoundTripArrays<long long>();
-    RoundTripArrays<float>();
-    RoundTripArrays<double>();
-}
-
-TEST(FlexData, AStringArrays) {
-    const FlexData f(Vector<AString>{AString("a"), AString("bc")});
-    EXPECT_EQ(Hex("1E000000 0008 0100 06000000 0009 02000000 01000000 61 00 02000000 6263"),
-              PacketOf(f));
-    const char xy[] = "x\0y";
-    const Vector<AString> values{AString(""), AString("odd"), AString("even"), AString(xy, xy + 3)};
-    const Vector<AString> back = Adopt(PacketOf(FlexData(values))).getAStringArray();
-    ASSERT_EQ(values.size(), back.size());
-    for (unsigned i = 0; i < values.size(); ++i) {
-        EXPECT_EQ(0, values[i].exactCompare(back[i]));
-    }
-    EXPECT_THROW(FlexData(Vector<int>{1}).getAStringArray(), InvalidArgument);
-}
-
-std::string WaveformHex(const char* size, const char* sampleType, const char* samples) {
-    return std::string(size) + kAttributesHex + kTypePrefixHex + sampleType + kTypeSuffixHex +
-           "00000000 00000080 01000000 00000000" + "000000000000D03F" + samples + kDataSuffixHex;
-}
-
-TEST(FlexData, WaveformsAreWrittenInOnePass) {
-    FlexData even;
-    const short two[] = {1, -1};
-    even.setWaveform(kT0, 0.25, two, 2);
-    EXPECT_EQ(Hex(WaveformHex("AA000000", "0002", "02000000 0100 FFFF").c_str()), PacketOf(even));
-    EXPECT_TRUE(even.isWaveform());
-    EXPECT_EQ(FlexType::I16, even.getWaveformSampleType());
-    EXPECT_EQ(2u, even.getWaveformSampleCount());
-    EXPECT_EQ(fd::GetDataSize(fd::GetTypeFromPacket(even.begin(), even.end()),
-                              fd::GetData(even.begin(), even.end()), even.end()),
-              even.getDataBuffer().length());
-
-    // Odd sample bytes: no pad between samples and suffix, and a size field that is not even.
-    FlexData odd;
-    const signed char three[] = {1, 2, 3};
-    odd.setWaveform(kT0, 0.25, three, 3);
-    const Bytes oddPacket = Hex(WaveformHex("A9000000", "0001", "03000000 010203").c_str());
+// Odd sample bytes: no pad between samples and suffix, and a size field that is not even.
+TEST(FlexData, WaveformsOfOddSizeKeepTheSuffixAfterTheSamples) {
+    FlexData odd(FlexData::Waveform<signed char>{kT0, 0.25, {1, 2, 3}});
+    const Bytes oddPacket = Hex(WaveformHex("A9000000", "0001", "03000000 010203"));
     EXPECT_EQ(oddPacket, PacketOf(odd));
-    EXPECT_EQ(170, odd.end() - odd.begin());
-    EXPECT_EQ(0, odd.end()[-1]);
-
-    for (const FlexData& w : {odd, Adopt(oddPacket)}) {
-        AbsTime t0;
-        double dt = 0;
-        Vector<int> samples;
-        w.getWaveform(t0, dt, samples);
-        EXPECT_EQ(kT0, t0);
-        EXPECT_EQ(0.25, dt);
-        EXPECT_EQ((Vector<int>{1, 2, 3}), samples);
-    }
+    EXPECT_EQ(Bytes{0}, Bytes(odd.begin() + 169, odd.end()));  // the block keeps a pad byte
     EXPECT_EQ(170u, Adopt(oddPacket).getPacketSize());
+    for (const FlexData& w : {odd, Adopt(oddPacket)}) {
+        const FlexData::Waveform<int> back = w.getWaveform<int>();
+        EXPECT_TRUE(w.isWaveform());
+        EXPECT_EQ(kT0, back.t0);
+        EXPECT_EQ(0.25, back.dt);
+        EXPECT_EQ((Vector<int>{1, 2, 3}), back.samples);
+    }
     EXPECT_TRUE(odd.hasAttribute(AString("_KA_MDT")));
 }
 
@@ -501,42 +375,29 @@ TEST(FlexData, WaveformSampleTypes) {
 }
 
 TEST(FlexData, WavesRoundTripAndAreSizedByTheGenericWalk) {
-    FlexData::Waveform<signed char> a;
-    a.t0 = kT0;
-    a.dt = 0.5;
-    a.samples = Vector<signed char>{1, 2, 3};
-    FlexData::Waveform<signed char> b;
-    b.dt = 2;
-    const FlexData waves(Vector<FlexData::Waveform<signed char>>{a, b, a});
+    const FlexData::Waveform<signed char> a{kT0, 0.5, {1, 2, 3}};
+    const FlexData::Waveform<signed char> empty;
+    const FlexData waves(Vector<FlexData::Waveform<signed char>>{a, empty, a});
     EXPECT_TRUE(waves.isWaves());
     EXPECT_FALSE(waves.isWaveform());
     EXPECT_EQ(3u, waves.getNumElts());
-    EXPECT_EQ(4u + 52 + 52 + 48, waves.getDataBuffer().length());
-    EXPECT_EQ(waves.getDataBuffer().length(),
-              fd::GetDataSize(fd::GetTypeFromPacket(waves.begin(), waves.end()),
-                              fd::GetData(waves.begin(), waves.end()), waves.end()));
+    // Each odd-sized wave is rounded up to even, as the walk over cluster elements expects.
+    EXPECT_EQ(4u + 52 + 48 + 52, waves.getDataBuffer().length());
     const auto back = Adopt(PacketOf(waves)).getWaves<double>();
     ASSERT_EQ(3u, back.size());
     EXPECT_EQ(kT0, back[2].t0);
     EXPECT_EQ(0.5, back[2].dt);
     EXPECT_EQ((Vector<double>{1, 2, 3}), back[2].samples);
     EXPECT_TRUE(back[1].samples.empty());
-    EXPECT_EQ(2.0, back[1].dt);
     EXPECT_FALSE(FlexData(Vector<int>{1}).isWaves());
 }
 
 TEST(FlexData, NamedAttributes) {
     FlexData f(42);
     f.setAttribute(AString("unit"), FlexData("V"));
-    EXPECT_EQ(Hex("28000000 0240 1C000000 0340 0E000000 0009 04000000 756E6974 0009 01000000 "
-                  "5600 0003 2A000000"),
-              PacketOf(f));
-    EXPECT_EQ(42, f.getI32());
-    EXPECT_TRUE(f.hasAttributes());
-    EXPECT_TRUE(f.hasAttribute(AString("unit")));
     EXPECT_FALSE(f.hasAttribute(AString("Unit")));
     EXPECT_EQ(FlexData("V"), f.getAttribute(AString("unit")));
-    EXPECT_THROW(f.getAttribute(AString("UNIT")), NotFound);
+    EXPECT_THROW(f.getAttribute(AString("UNIT")), ka::kor::exception::NotFound);
 
     // Any value, attributes of its own and the object itself included.
     FlexData nested(Vector<double>{1, 2});
@@ -550,7 +411,6 @@ TEST(FlexData, NamedAttributes) {
     EXPECT_STREQ("limits", names[1].c_str());
     EXPECT_STREQ("self", names[2].c_str());
     EXPECT_EQ(FlexData("mV"), f.getAttribute(AString("unit")));
-    EXPECT_EQ(nested, f.getAttribute(AString("limits")));
     EXPECT_TRUE(f.getAttribute(AString("limits")).getAttribute(AString("inner")).getBool());
     EXPECT_EQ(2u, f.getAttribute(AString("self")).getAttributeNames().size());
 
@@ -581,11 +441,6 @@ TEST(FlexData, SelfReferencesAndCopies) {
     const FlexData copy(f);
     f = f;
     EXPECT_EQ(copy, f);
-    FlexData moved(static_cast<FlexData&&>(f));
-    EXPECT_EQ(FlexType::Empty, f.getType());
-    EXPECT_EQ(copy, moved);
-    swap(moved, f);
-    EXPECT_EQ(copy, f);
     FlexData arr(Vector<int>{1, 2, 3});
     arr.setScalarArray(reinterpret_cast<const int*>(arr.getDataBuffer().data() + 4), 2);
     EXPECT_EQ((Vector<int>{1, 2}), arr.getScalarArray<int>());
@@ -594,11 +449,8 @@ TEST(FlexData, SelfReferencesAndCopies) {
 TEST(FlexData, BlockOperationsCheckTheirPointers) {
     FlexData f(7);
     EXPECT_THROW(f.chkPointer(f.end() + 1), SyntaxError);
-    f.chkPointer(f.end());
     EXPECT_THROW(f.memClear(f.end() - 2, 4), SyntaxError);
     f.resize(4);
-    EXPECT_EQ(14u, f.getPacketSize());
-    EXPECT_EQ(8u, f.getDataBuffer().length());
     f.memMove(f.end() - 4, f.end() - 8, 4);
     EXPECT_EQ(Hex("0E000000 0003 07000000 07000000"), PacketOf(f));
     f.setDataSize(5);
@@ -616,20 +468,12 @@ TEST(FlexData, BlockOperationsCheckTheirPointers) {
 // refused on adoption or read by every accessor without leaving the block.
 TEST(FlexData, TruncatedPacketsAreRefusedOrReadInBounds) {
     std::setlocale(LC_ALL, "C.UTF-8");
-    FlexData named(1.0);
-    named.setAttribute(AString("name"), FlexData(Vector<short>{1, 2}));
-    FlexData::Waveform<signed char> w;
-    w.samples = Vector<signed char>{1, 2, 3};
-    const FlexData values[] = {FlexData(static_cast<signed char>(1)),
-                               FlexData(2.0),
-                               FlexData("text"),
-                               FlexData(L"wide"),
-                               FlexData(AbsTime()),
-                               FlexData(Vector<int>{1, 2}),
-                               FlexData(Vector<AString>{AString("a"), AString("bcd")}),
-                               FlexData(w),
-                               FlexData(Vector<FlexData::Waveform<signed char>>{w, w}),
-                               named};
+    std::vector<FlexData> values;
+    for (const Written& c : WrittenValues()) {
+        c.set(values.emplace_back());
+    }
+    const FlexData::Waveform<signed char> w{AbsTime(), 0, {1, 2, 3}};
+    values.emplace_back(Vector<FlexData::Waveform<signed char>>{w, w});
     for (const FlexData& v : values) {
         const Bytes whole = PacketOf(v);
         for (std::size_t n = 0; n < whole.size(); ++n) {
@@ -658,7 +502,7 @@ TEST(FlexData, TruncatedPacketsAreRefusedOrReadInBounds) {
                 [&] { f.getWaveform<double>(); },
                 [&] { f.getWaves<double>(); },
                 [&] { f.getAttributeNames(); },
-                [&] { f.getAttribute(AString("name")); },
+                [&] { f.getAttribute(AString("unit")); },
             };
             for (const auto& read : reads) {
                 try {
