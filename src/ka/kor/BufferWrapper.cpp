@@ -48,16 +48,9 @@ void BufferWrapper::serialize(unsigned char*& p, const unsigned char* end) const
 }
 
 void BufferWrapper::deserialize(const unsigned char*& p, const unsigned char* end) {
-    if (little_endian::SignedRoom(p, end) < 4) {
-        throw exception::DeserializationError(kDeserializeHeaderLine, kSourceFile);
-    }
     const unsigned char* cursor = p;
-    std::uint32_t length = 0;
-    little_endian::DeserializeRaw(length, cursor, end);
-    const auto signedLength = static_cast<std::int32_t>(length);
-    if (signedLength < 0 || little_endian::SignedRoom(cursor, end) < signedLength) {
-        throw exception::DeserializationError(kDeserializeLengthLine, kSourceFile);
-    }
+    const std::uint32_t length = little_endian::ReadLengthPrefix(
+        cursor, end, kSourceFile, kDeserializeHeaderLine, kDeserializeLengthLine);
     data_ = cursor;
     length_ = length;
     p = cursor + length;

@@ -10,6 +10,10 @@ void ThrowSerializationOverflow() {
     throw exception::BufferOverflow(kSerializationCheckLine, kSourceFile);
 }
 
+void ThrowDeserializationError(std::uint32_t line, const char* file) {
+    throw exception::DeserializationError(line, file);
+}
+
 void ThrowDeserializationShortfall() {
     throw exception::DeserializationError(kDeserializationCheckLine, kSourceFile);
 }

@@ -19,6 +19,7 @@ constexpr std::uint32_t kDeserializationCheckLine = 124;
 
 [[noreturn]] void ThrowSerializationOverflow();
 [[noreturn]] void ThrowDeserializationShortfall();
+[[noreturn]] void ThrowDeserializationError(std::uint32_t line, const char* file);
 
 namespace detail {
 
@@ -97,6 +98,28 @@ inline const unsigned char* CheckDeserializationSize(std::uint32_t n, const unsi
 // to 4 GiB, gives a negative room that fits nothing.
 inline std::int32_t SignedRoom(const unsigned char* p, const unsigned char* end) noexcept {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(end - p));
+}
+
+// Reads the 4-byte little-endian length that opens a length-prefixed byte block at p, checks that
+// that many bytes follow, and returns the length with p moved to the first of them. Both checks
+// measure room as SignedRoom does, so a length of 2 GiB or more never fits. Throws
+// DeserializationError recorded at (file, headerLine) when fewer than 4 bytes remain, at
+// (file, lengthLine) when the block runs past end; p is left as it was either way.
+inline std::uint32_t ReadLengthPrefix(const unsigned char*& p, const unsigned char* end,
+                                      const char* file, std::uint32_t headerLine,
+                                      std::uint32_t lengthLine) {
+    if (SignedRoom(p, end) < 4) {
+        ThrowDeserializationError(headerLine, file);
+    }
+    std::uint32_t length;
+    std::memcpy(&length, p, sizeof length);
+    length = FromLittleEndian(length);
+    const auto signedLength = static_cast<std::int32_t>(length);
+    if (signedLength < 0 || SignedRoom(p + 4, end) < signedLength) {
+        ThrowDeserializationError(lengthLine, file);
+    }
+    p += 4;
+    return length;
 }
 
 // Writes v little-endian at p and advances p; throws BufferOverflow without writing when fewer
