@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -82,6 +84,21 @@ TEST_F(RTSetCleanupProcTest, ProceduresMayRegisterAndRemoveWhileRunning) {
     EXPECT_EQ("sr", g_ran);
     EXPECT_EQ(1, GxHostProgramIdle(GX_PROGRAM_DEFAULT));
     EXPECT_EQ("srl", g_ran);
+}
+
+MgErr Announce(void*) {
+    std::fputs("ran at unload\n", stderr);
+    return mgNoErr;
+}
+
+// What is still registered when the process ends runs as the runtime unloads.
+TEST_F(RTSetCleanupProcTest, RemainingProceduresRunWhenTheRuntimeUnloads) {
+    EXPECT_EXIT(
+        {
+            RTSetCleanupProc(Announce, nullptr, 2);
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "ran at unload");
 }
 
 std::atomic<int> g_runs[500];
