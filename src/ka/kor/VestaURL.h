@@ -115,8 +115,8 @@ class VestaURL {
     static bool isValidSep(wchar_t sep);
     // True for any non-empty name: quoting makes every such name representable.
     static bool isValidComponent(const String& name);
-    // True when text begins with a well-formed component: a closed, non-empty quotation or at
-    // least one character that needs no quotes. Deliberately, the rest of the text after that
+    // True when text begins with a well-formed component: a closed quotation ("''" included) or
+    // at least one character that needs no quotes. Deliberately, the rest of the text after that
     // first component is not examined.
     static bool isValidProcessName(const String& name);
     // An empty name gives the empty text; a name without backslash, ".", "'", CR or LF is

@@ -90,6 +90,11 @@ const Row kRows[] = {
     {L"\\\\m\\'p.q'\\'a\\b'.'c''d'", lp::kComplete, kAbs, L"[m]\\[p.q]\\[a\\b].[c'd]"},
     {L"\\\\.\\p\\'x\r\ny'", lp::kComplete, kLocal, L"[p]\\[x\r\ny]"},
     {L"'.'", lp::kComplete, kRel, L"[.]"},
+    // an empty quotation is an empty name, which renders as nothing
+    {L"''", lp::kComplete, kRel, L"[]", L""},
+    {L"a.''", lp::kComplete, kRel, L"[a].[]", L"a."},
+    {L"\\\\m\\''", lp::kNothingAfterProcess, kAbs, L"[m]\\[]", L"\\\\m\\"},
+    {L"''''.''\\x", lp::kComplete, kRel, L"['].[]\\[x]", L"''''.\\x"},
     {L"\\\\m\\r\u00f6\\\u65e5\u672c.x", lp::kComplete, kAbs, L"[m]\\[r\u00f6]\\[\u65e5\u672c].[x]"},
     // Rejected, each by the rule its status names.
     {L"\\\\\\m", lp::kThreeLeadingBackslashes},
@@ -111,7 +116,6 @@ const Row kRows[] = {
     {L"'a'b", lp::kTextLeftOver},
     {L"\r", lp::kEmptyUnquotedComponent},
     {L"\\\\m\\\n", lp::kEmptyUnquotedComponent},
-    {L"''", lp::kEmptyUnquotedComponent},
     {L"\\\\'m", lp::kBadMachineStart},
     {L"\\\\ m", lp::kBadMachineStart},
     {L"'abc", lp::kUnterminatedQuotation},
@@ -156,10 +160,10 @@ TEST(VestaURL, RenderTypeIsJudgedFromThreeCharactersOnly) {
 
 TEST(VestaURL, ValidatesProcessNames) {
     // Deliberately, only the first component of a process name is examined.
-    for (const wchar_t* name : {L"p", L"'a.b'", L"p.x\\\\", L"'p'x"}) {
+    for (const wchar_t* name : {L"p", L"'a.b'", L"p.x\\\\", L"'p'x", L"''", L"''.", L"''''"}) {
         EXPECT_TRUE(VestaURL::isValidProcessName(name)) << name;
     }
-    for (const wchar_t* name : {L"", L".p", L"\rp", L"'p", L"''"}) {
+    for (const wchar_t* name : {L"", L".p", L"\rp", L"'p", L"'''"}) {
         EXPECT_FALSE(VestaURL::isValidProcessName(name)) << name;
     }
 }
