@@ -89,11 +89,6 @@ void UndoubleQuotes(String& name) {
     name.resize(static_cast<unsigned int>(out - name.begin()));
 }
 
-// A ".." is only read as one when a backslash follows it, so a final one is written with it.
-bool EndsWithParent(const Vector<VestaURL::Component>& components) {
-    return !components.empty() && components.back().parent();
-}
-
 void CheckAddable(const VestaURL::Component& c) {
     if (!c.parent() && c.name().empty()) {
         throw exception::SyntaxError(__LINE__, kSourceFile, AString(c.name()));
@@ -241,7 +236,10 @@ VestaURL::VestaURL(const Component* first, const Component* last, RenderType typ
     this->type(type);
     components_.reserve(static_cast<unsigned int>(last - first));
     for (; first != last; ++first) {
-        append(*first);
+        components_.push_back(*first);
+    }
+    if (!components_.empty()) {
+        components_[0].setFirst(true);
     }
 }
 
@@ -313,7 +311,6 @@ String VestaURL::str() const {
             length += i == 0 && machineFirst ? c.name_.length() : QuotedLength(c.name_);
         }
     }
-    length += EndsWithParent(components_) ? 1 : 0;
     String out;
     out.reserve(length);
     out.append(prefix);
@@ -330,9 +327,6 @@ String VestaURL::str() const {
         } else {
             AppendQuoted(out, c.name_, true);
         }
-    }
-    if (EndsWithParent(components_)) {
-        out += Parser::slashes_[0];
     }
     return out;
 }

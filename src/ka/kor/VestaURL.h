@@ -97,8 +97,9 @@ class VestaURL {
     // rejects it. The three partial forms ("\\", "\\machine", "\\machine\process") are accepted.
     VestaURL(const String& text);
     VestaURL(const wchar_t* text);
-    // Copies [first, last) and takes type; the first copy is marked first, the others not.
-    // A component that is neither a parent nor named raises SyntaxError; type 0 InvalidArgument.
+    // Copies [first, last) as given, empty names included, and takes type; the first copy is
+    // marked first (losing its separator), the others keep their marks. Type 0 raises
+    // InvalidArgument.
     VestaURL(const Component* first, const Component* last, RenderType type);
     // The prefix of url that ends before last, with url's type.
     VestaURL(const VestaURL& url, const Component* last);
@@ -126,9 +127,10 @@ class VestaURL {
 
     // The text of the address: the type's prefix, then each component preceded by its separator;
     // a parent is written "..", the machine of an Absolute address as it stands, every other name
-    // quoted where it needs to be; a final parent is followed by a backslash, without which ".."
-    // would not read back. Parsing the text gives back an equal address with the same separators
-    // (for every address the parser can produce).
+    // quoted where it needs to be, and an empty name as nothing. Nothing follows a final parent,
+    // so the address read from "..\..\" is written "..\..", which does not read back; any other
+    // address the parser produced, without empty names, reads back equal with the same
+    // separators.
     String str() const;
     operator String() const { return str(); }
 
