@@ -346,8 +346,8 @@ void BastionURL::deserialize(const unsigned char*& p, const unsigned char* end) 
     little_endian::DeserializeRaw(type, q, end);
     std::uint32_t count = 0;
     little_endian::DeserializeRaw(count, q, end);
-    if (!IsValidType(static_cast<RenderType>(type)) ||
-        count > static_cast<std::size_t>(end - q) / kMinComponentSize) {
+    // Reject impossible counts before reserving room for them.
+    if (count > static_cast<std::size_t>(end - q) / kMinComponentSize) {
         throw exception::DeserializationError(__LINE__, kSourceFile);
     }
     BastionURL fresh;

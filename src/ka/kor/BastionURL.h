@@ -116,8 +116,10 @@ class BastionURL {
     // The type as signed 32 bits, the component count as 32 bits, then each component as a
     // serialized wide string; little-endian. Deliberately without the version byte that
     // VestaURL writes. serialize raises BufferOverflow before writing anything when the range is
-    // too short; deserialize raises DeserializationError (also for a type other than Absolute or
-    // Relative) or InvalidSequence and then leaves this address as it was.
+    // too short. deserialize takes the type and components as stored, any type value included
+    // (componentsAreValid tells whether they make a valid address); it raises only
+    // DeserializationError for data that runs short (or InvalidSequence for bad UTF-8), and then
+    // leaves this address as it was.
     std::uint32_t serializationSize() const;
     void serialize(unsigned char*& p, const unsigned char* end) const;
     void deserialize(const unsigned char*& p, const unsigned char* end);

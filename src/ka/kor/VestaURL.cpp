@@ -175,20 +175,17 @@ void VestaURL::Component::deserialize(const unsigned char*& p, const unsigned ch
     const unsigned char* q = p;
     std::uint8_t flags = 0;
     little_endian::DeserializeRaw(flags, q, end);
-    wchar_t sep = L'\0';
+    std::uint16_t sep = 0;
     if (flags & kSeparatorFlag) {
-        std::uint16_t raw = 0;
-        little_endian::DeserializeRaw(raw, q, end);
-        sep = static_cast<wchar_t>(raw);
-        if (!isValidSep(sep)) {
-            throw exception::DeserializationError(__LINE__, kSourceFile);
-        }
+        little_endian::DeserializeRaw(sep, q, end);
     }
+    // Every field is taken as stored, without the setters' invariants, so that whatever another
+    // process wrote reads back as it was written.
     Component fresh;
     fresh.name_.deserialize(q, end);
-    fresh.sep_ = sep;
-    fresh.parent((flags & kParentFlag) != 0);
-    fresh.setFirst((flags & kFirstFlag) != 0);
+    fresh.sep_ = static_cast<wchar_t>(sep);
+    fresh.parent_ = (flags & kParentFlag) != 0;
+    fresh.first_ = (flags & kFirstFlag) != 0;
     swap(fresh);
     p = q;
 }
@@ -476,16 +473,14 @@ void VestaURL::deserialize(const unsigned char*& p, const unsigned char* end) {
     std::uint32_t count = 0;
     little_endian::DeserializeRaw(count, q, end);
     // Reject impossible counts before reserving room for them.
-    if (type == 0 || count > static_cast<std::size_t>(end - q) / kMinComponentSize) {
+    if (count > static_cast<std::size_t>(end - q) / kMinComponentSize) {
         throw exception::DeserializationError(__LINE__, kSourceFile);
     }
     VestaURL fresh;
     fresh.type_ = static_cast<RenderType>(type);
     fresh.components_.reserve(count);
     for (std::uint32_t i = 0; i < count; ++i) {
-        Component& c = fresh.components_.emplace_back();
-        c.deserialize(q, end);
-        c.setFirst(i == 0);
+        fresh.components_.emplace_back().deserialize(q, end);
     }
     swap(fresh);
     p = q;

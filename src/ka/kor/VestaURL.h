@@ -67,9 +67,10 @@ class VestaURL {
         // bits when present, then the name as a serialized wide string.
         std::uint32_t serializationSize() const;
         void serialize(unsigned char*& p, const unsigned char* end) const;
-        // A separator other than backslash or "." in the data raises DeserializationError; flags
-        // that contradict each other are settled by the invariants above. A failed read leaves
-        // this component as it was.
+        // Every field is taken as stored, whatever its value: the separator as 16 bits, the parent
+        // and first marks as flagged, the name even for a parent. Only data that runs short
+        // (DeserializationError) or bad UTF-8 (InvalidSequence) fails, and then this component
+        // is left as it was.
         void deserialize(const unsigned char*& p, const unsigned char* end);
 
         // Parents equal each other; names compare without regard to letter case. The separator
@@ -181,9 +182,10 @@ class VestaURL {
 
     // A format version byte (written 1, not checked when read), the type as signed 32 bits, the
     // component count as 32 bits, then the components. Little-endian. serialize raises
-    // BufferOverflow before writing anything when the range is too short; deserialize raises
-    // DeserializationError (or InvalidSequence for bad UTF-8) and then leaves this address as it
-    // was. A type of 0 in the data is rejected; the first mark is restored on the first component.
+    // BufferOverflow before writing anything when the range is too short. deserialize takes the
+    // type and the components as stored (see Component::deserialize), any type value included;
+    // it raises only DeserializationError for data that runs short (or InvalidSequence for bad
+    // UTF-8), and then leaves this address as it was.
     std::uint32_t serializationSize() const;
     void serialize(unsigned char*& p, const unsigned char* end) const;
     void deserialize(const unsigned char*& p, const unsigned char* end);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <vector>
 
 #include "ka/kor/exception.h"
@@ -144,12 +145,26 @@ TEST(BastionURL, SerializesWithoutVersionByte) {
     back.deserialize(q, buffer.data() + buffer.size());
     EXPECT_EQ(0, back.str().exactCompare(url.str()));
 
+    // Any type is read as stored, as a signed value; only componentsAreValid tells it apart.
+    for (const std::int32_t type : {3, 0, -1}) {
+        SCOPED_TRACE(type);
+        Bytes bytes = expected;
+        for (int i = 0; i < 4; ++i) {
+            bytes[i] = static_cast<unsigned char>(static_cast<std::uint32_t>(type) >> (8 * i));
+        }
+        BastionURL odd;
+        const unsigned char* r = bytes.data();
+        odd.deserialize(r, bytes.data() + bytes.size());
+        EXPECT_EQ(bytes.data() + bytes.size(), r);
+        EXPECT_EQ(type, static_cast<std::int32_t>(odd.type()));
+        EXPECT_EQ(2u, odd.size());
+        EXPECT_FALSE(odd.componentsAreValid());
+    }
+
     std::vector<Bytes> bad;
     for (std::size_t n = 0; n < expected.size(); ++n) {
         bad.emplace_back(expected.begin(), expected.begin() + n);
     }
-    bad.push_back(expected);
-    bad.back()[0] = 3;  // ProcessRelative
     for (const Bytes& bytes : bad) {
         SCOPED_TRACE(testing::PrintToString(bytes));
         BastionURL kept(L"kept");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <random>
 #include <string>
 #include <vector>
@@ -401,10 +402,6 @@ TEST(VestaURL, SerializesToExactBytesAndFailedReadsChangeNothing) {
     for (std::size_t n = 0; n < relative.size(); ++n) {
         bad.emplace_back(relative.begin(), relative.begin() + n);
     }
-    bad.push_back(relative);
-    bad.back()[1] = 0;  // type 0
-    bad.push_back(relative);
-    bad.back()[15] = '/';  // not a separator
     for (const Bytes& bytes : bad) {
         SCOPED_TRACE(testing::PrintToString(bytes));
         VestaURL target(L"\\\\keep\\me");
@@ -412,6 +409,36 @@ TEST(VestaURL, SerializesToExactBytesAndFailedReadsChangeNothing) {
         EXPECT_THROW(target.deserialize(p, bytes.data() + bytes.size()), ex::DeserializationError);
         EXPECT_EQ(bytes.data(), p);
         EXPECT_EQ(0, target.str().exactCompare(L"\\\\keep\\me"));
+    }
+}
+
+TEST(VestaURL, ReadsTypeSeparatorsAndMarksAsStored) {
+    // clang-format off
+    const Bytes stored = {
+        0x07,                                            // format version
+        0xFE, 0xFF, 0xFF, 0xFF, 0x03, 0x00, 0x00, 0x00,  // type -2, three components
+        0x04, 0x2F, 0x00, 0x01, 0x00, 0x00, 0x00, 'a',   // not marked first, separator "/"
+        0x03, 0x01, 0x00, 0x00, 0x00, 'p',               // a parent marked first, named "p"
+        0x00, 0x00, 0x00, 0x00, 0x00,                    // no mark, no separator, empty name
+    };
+    // clang-format on
+    for (const std::int32_t type : {-2, 0}) {
+        SCOPED_TRACE(type);
+        Bytes bytes = stored;
+        bytes[1] = static_cast<unsigned char>(type);
+        bytes[2] = bytes[3] = bytes[4] = static_cast<unsigned char>(type < 0 ? 0xFF : 0);
+        VestaURL url;
+        const unsigned char* p = bytes.data();
+        url.deserialize(p, bytes.data() + bytes.size());
+        EXPECT_EQ(bytes.data() + bytes.size(), p);
+        EXPECT_EQ(type, static_cast<std::int32_t>(url.type()));
+        ASSERT_EQ(3u, url.size());
+        EXPECT_EQ(L'/', url[0].sep());
+        EXPECT_TRUE(url[1].first() && url[1].parent());
+        // Written back byte for byte: every flag, separator and name was kept as read.
+        Bytes written = Serialize(url);
+        written[0] = bytes[0];
+        EXPECT_EQ(bytes, written);
     }
 }
 
