@@ -89,12 +89,12 @@ BastionURL::BastionURL(const String& machine, const String& database, const Vest
     if (item.empty()) {
         return;
     }
-    if (item.type() != RenderType::Absolute && item.type() != RenderType::LocalMachine) {
-        throw exception::InvalidArgument(__LINE__, kSourceFile);
-    }
     const String text = item.str();
-    // Split directly rather than parse: the text is the item's own rendering, and a quoted name
-    // may hold backslashes, which split and join back unchanged.
+    if (text.length() <= 2) {
+        return;
+    }
+    // Split directly rather than parse: the rest is read as a relative address whatever its first
+    // characters, and a quoted name may hold backslashes, which split and join back unchanged.
     const wchar_t* p = text.begin() + 2;
     for (;;) {
         const wchar_t* stop = FindSeparator(p, text.end());

@@ -66,9 +66,31 @@ TEST(BastionURL, EmbedsAndReturnsTheItemAddress) {
     EXPECT_EQ(0, bare.str().exactCompare(L"\\\\db1\\archive"));
     EXPECT_TRUE(bare.getVestaURLComponent().empty());
     EXPECT_TRUE(BastionURL(L"a\\b\\c").getVestaURLComponent().empty());
-    EXPECT_THROW(BastionURL(L"db1", L"archive", VestaURL(L"a\\b")), ex::InvalidArgument);
     EXPECT_THROW(BastionURL(L"db1", L"ar", VestaURL(L"\\\\m\\p")), ex::SyntaxError);
     EXPECT_THROW(BastionURL(L".db", L"archive", VestaURL(L"\\\\m\\p")), ex::SyntaxError);
+}
+
+// An item that names no machine loses its first two characters just the same, and the rest is
+// read as a relative address.
+TEST(BastionURL, EmbedsAnItemWithoutMachineFromItsThirdCharacter) {
+    const struct {
+        const wchar_t* item;
+        const wchar_t* archive;
+    } rows[] = {
+        {L"a\\b\\c", L"\\\\db1\\archive\\b\\c"},
+        {L"abc.d", L"\\\\db1\\archive\\c.d"},
+        {L"\\x\\y", L"\\\\db1\\archive\\\\y"},
+        {L"..\\x", L"\\\\db1\\archive\\\\x"},
+        {L"\\x", L"\\\\db1\\archive"},
+        {L"ab", L"\\\\db1\\archive"},
+        {L"''", L"\\\\db1\\archive"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.item);
+        const BastionURL url(L"db1", L"archive", VestaURL(row.item));
+        EXPECT_EQ(RenderType::Absolute, url.type());
+        EXPECT_EQ(0, url.str().exactCompare(row.archive));
+    }
 }
 
 TEST(BastionURL, EditsCheckEachPosition) {
