@@ -74,6 +74,17 @@ std::string ParseErrorText(const CLI::App& command, const CLI::ParseError& e) {
     return LowerFirst(e.what());
 }
 
+// The subcommand the command line named (CLI11 counts it as parsed as soon as it meets its name,
+// so this holds after a parse error too), or null.
+CLI::App* NamedCommand(const std::vector<CLI::App*>& subcommands) {
+    for (CLI::App* sub : subcommands) {
+        if (sub->parsed()) {
+            return sub;
+        }
+    }
+    return nullptr;
+}
+
 int UnknownCommand(const std::string& name) {
     std::cerr << "katag: unknown command '" << name << "' (try katag help)\n";
     return 2;
@@ -105,33 +116,23 @@ int main(int argc, char** argv) {
     }
     subcommands.push_back(help);
 
-    CLI::App* parsed = nullptr;
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-        for (CLI::App* sub : subcommands) {
-            if (sub->parsed()) {
-                std::cout << sub->help("katag");
-                return 0;
-            }
-        }
-        std::cout << katag::CommandList(kCommands, std::size(kCommands));
+        const CLI::App* named = NamedCommand(subcommands);
+        std::cout << (named != nullptr ? named->help("katag")
+                                       : katag::CommandList(kCommands, std::size(kCommands)));
         return 0;
     } catch (const CLI::ParseError& e) {
-        for (CLI::App* sub : subcommands) {
-            if (sub->parsed()) {
-                std::cerr << "katag " << sub->get_name() << ": " << ParseErrorText(*sub, e)
-                          << " (try katag help " << sub->get_name() << ")\n";
-                return 2;
-            }
+        const CLI::App* named = NamedCommand(subcommands);
+        if (named == nullptr) {
+            return UnknownCommand(argv[1]);
         }
-        return UnknownCommand(argv[1]);
+        std::cerr << "katag " << named->get_name() << ": " << ParseErrorText(*named, e)
+                  << " (try katag help " << named->get_name() << ")\n";
+        return 2;
     }
-    for (CLI::App* sub : subcommands) {
-        if (sub->parsed()) {
-            parsed = sub;
-        }
-    }
+    CLI::App* parsed = NamedCommand(subcommands);
     if (parsed == nullptr) {
         return UnknownCommand(argv[1]);
     }
@@ -140,7 +141,7 @@ int main(int argc, char** argv) {
             std::cout << katag::CommandList(kCommands, std::size(kCommands));
             return 0;
         }
-        for (CLI::App* sub : subcommands) {
+        for (const CLI::App* sub : subcommands) {
             if (sub->get_name() == topic) {
                 std::cout << sub->help("katag");
                 return 0;
