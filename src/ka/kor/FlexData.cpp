@@ -321,10 +321,11 @@ void FlexData::deserialize(const unsigned char*& cursor, const unsigned char* en
         clear();
         throw;
     }
-    // The bytes the packet took in the source, which for an odd size is one less than the
-    // padded copy now holds.
-    const std::uint32_t size = ReadUI32(cursor);
-    cursor += size != 0 ? size : 4;
+    // By the size the value now holds, so one byte past an odd source packet. Deliberate: a
+    // stream of values is stepped through by stored sizes, which are even, so an odd packet is
+    // taken to be followed by its pad byte (a source ending right after it leaves the cursor one
+    // past end, where the next read fails).
+    cursor += serializationSize();
 }
 
 void FlexData::copyFrom(const unsigned char* begin, const unsigned char* end) {
@@ -334,6 +335,9 @@ void FlexData::copyFrom(const unsigned char* begin, const unsigned char* end) {
         clear();
         return;
     }
+    // The smallest packet is its size field and one type code; a shorter one cannot hold its own
+    // MD, and is refused before any block is sized from it.
+    Require(size >= kSmallestPacketSize, __LINE__);
     little_endian::CheckDeserializationSize(size, begin, end);
     if ((size & 1u) == 0) {
         // The copy is byte for byte the source, so the source can be inspected before anything

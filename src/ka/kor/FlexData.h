@@ -273,7 +273,8 @@ class FlexData {
     Vector<std::int32_t> getDims() const;
     // OutOfRange for a dimension at or past the count.
     std::int32_t getDimSize(std::uint32_t dimension) const;
-    // The product of the dimension sizes (32-bit, as the packet routines count).
+    // The product of the dimension sizes, counted as the packet routines count it
+    // (fd::GetElementCount): 0 when any is 0; SyntaxError when negative or beyond 32 bits.
     std::uint32_t getNumElts() const;
     // The element's type (behind any prefix elements of the element MD).
     FlexType getArrayElementType() const;
@@ -307,14 +308,15 @@ class FlexData {
     void setWaveform(const Waveform<T>& w, FlexType sampleType = FlexNumeric<T>::type) {
         setWaveform(w.t0, w.dt, w.samples.data(), w.samples.size(), sampleType);
     }
-    // Stores count samples of any sample type but Bool and Bool16 (InvalidArgument), given as the
-    // bytes of the sample array's elements exactly as they are to stand in the packet.
+    // Stores count samples of any sample type but Bool, Bool16 and those that may take no bytes
+    // (InvalidArgument), given as the bytes of the sample array's elements exactly as they are to
+    // stand in the packet.
     void setWaveform(const AbsTime& t0, double dt, FlexType sampleType, std::uint32_t count,
                      const BufferWrapper& sampleBytes);
     // InvalidArgument unless isWaveform() and the samples are numeric.
     template <typename T>
     void getWaveform(AbsTime& t0, double& dt, Vector<T>& samples) const {
-        Vector<T> out(getWaveformSampleCount());
+        Vector<T> out(numericWaveformSampleCount());
         getWaveformInto(t0, dt, HostLayout<T>(), out.data(), out.size());
         samples.swap(out);
     }
@@ -328,6 +330,9 @@ class FlexData {
     bool isWaveform() const;
     // InvalidArgument unless isWaveform().
     FlexType getWaveformSampleType() const;
+    // The count the packet states, checked against the bytes it holds (SyntaxError when they
+    // cannot hold that many samples). InvalidArgument unless isWaveform(), and for a sample type
+    // that may take no bytes (Void, arrays, clusters, unknown codes): not a valid waveform.
     std::uint32_t getWaveformSampleCount() const;
 
     // A multi-waveform ("waves") is a one-dimensional array whose element MD is the waveform
@@ -404,13 +409,15 @@ class FlexData {
     // Writes the packet (size field included), or a 32-bit zero when empty, and advances cursor;
     // BufferOverflow, writing nothing, when short of room.
     void serialize(unsigned char*& cursor, const unsigned char* end) const;
-    // copyFrom(cursor, end), then advances cursor past the packet's bytes in the source (its size
-    // field; 4 for an empty value). On any exception the object is left empty.
+    // copyFrom(cursor, end), then advances cursor by serializationSize(): 4 for an empty value,
+    // else the even size now held, so one byte past an odd source packet (deliberate: see the
+    // source). On any exception the object is left empty and the cursor where it was.
     void deserialize(const unsigned char*& cursor, const unsigned char* end);
-    // Adopts the packet at begin: its size 0 gives the empty value; a size that does not fit the
-    // range raises DeserializationError; an odd size is padded with a zero byte and the size field
-    // rewritten even. A packet whose MD or data does not fit raises SyntaxError. On any exception
-    // the object is unchanged.
+    // Adopts the packet at begin: its size 0 gives the empty value; a size of 1 to 5 (no room for
+    // a type code) raises SyntaxError; a size that does not fit the range raises
+    // DeserializationError; an odd size is padded with a zero byte and the size field rewritten
+    // even. A packet whose MD or data does not fit raises SyntaxError. On any exception the object
+    // is unchanged.
     void copyFrom(const unsigned char* begin, const unsigned char* end);
 
   private:
@@ -460,6 +467,8 @@ class FlexData {
                          std::uint32_t count, FlexType sampleType);
     unsigned char* writeWaveformFrame(const AbsTime& t0, double dt, FlexType sampleType,
                                       std::uint32_t count, std::uint32_t sampleBytes);
+    // getWaveformSampleCount, InvalidArgument unless the samples are numeric.
+    std::uint32_t numericWaveformSampleCount() const;
     void getWaveformInto(AbsTime& t0, double& dt, FlexType targetType, void* out,
                          std::uint32_t count) const;
 

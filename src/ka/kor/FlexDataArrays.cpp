@@ -81,16 +81,24 @@ ArrayView ViewArray(const unsigned char* type, const unsigned char* data,
 
 std::uint32_t CountElements(const ArrayView& v, std::uint32_t minElementSize,
                             const unsigned char* end) {
-    std::uint64_t count = 1;
-    const std::uint64_t room = Remaining(v.elements, end);
+    // A dimension of 0 empties the array whatever the others say, so every size is looked at
+    // before the product is bounded.
+    bool empty = false;
     for (std::uint32_t i = 0; i < v.numDims; ++i) {
         const std::int32_t d = static_cast<std::int32_t>(ReadUI32(v.dims + 4 * i));
         Require(d >= 0, __LINE__);
-        count *= static_cast<std::uint64_t>(d);
-        if (count == 0) {
-            return 0;
-        }
-        Require(count * minElementSize <= room, __LINE__);
+        empty = empty || d == 0;
+    }
+    if (empty) {
+        return 0;
+    }
+    // Bounded by the room at every step, the product never overflows 64 bits.
+    const std::uint64_t floor = minElementSize != 0 ? minElementSize : 1;
+    const std::uint64_t room = Remaining(v.elements, end);
+    std::uint64_t count = 1;
+    for (std::uint32_t i = 0; i < v.numDims; ++i) {
+        count *= ReadUI32(v.dims + 4 * i);
+        Require(count * floor <= room, __LINE__);
     }
     return static_cast<std::uint32_t>(count);
 }
@@ -248,11 +256,7 @@ std::int32_t FlexData::getDimSize(std::uint32_t dimension) const {
 std::uint32_t FlexData::getNumElts() const {
     requireType(FlexType::Array, __LINE__);
     const ArrayView v = ViewArray(typeElement(), data_, end_);
-    std::uint32_t count = 1;
-    for (std::uint32_t i = 0; i < v.numDims; ++i) {
-        count *= ReadUI32(v.dims + 4 * i);
-    }
-    return count;
+    return fd::GetElementCount(v.dims, v.numDims, end_);
 }
 
 FlexType FlexData::getArrayElementType() const {

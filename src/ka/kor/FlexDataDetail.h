@@ -24,6 +24,8 @@ inline constexpr std::uint32_t kWaveformMDSize = 52 + 62;
 // Data bytes of a waveform (or waves element) besides its samples.
 inline constexpr std::uint32_t kWaveformFrameSize =
     kWaveformHeadSize + sizeof fd::k_waveformDataSuffix;
+// The size field and one type code, such as a Void value's.
+inline constexpr std::uint32_t kSmallestPacketSize = 6;
 // The largest packet a 32-bit size field and the heap interface can describe (kept even).
 inline constexpr std::uint64_t kMaxPacketSize = 0xFFFFFFFEu;
 
@@ -74,9 +76,10 @@ struct ArrayView {
 
 ArrayView ViewArray(const unsigned char* type, const unsigned char* data, const unsigned char* end);
 
-// The element count of a well-formed array: every dimension non-negative, and the product
-// bounded by the bytes that hold the elements (each at least minElementSize long), so that a
-// hostile count never makes a caller allocate more than the packet could describe.
+// The element count of a well-formed array: every dimension non-negative, and the product (0
+// when any dimension is 0) bounded by the bytes that hold the elements (each at least
+// minElementSize long), so that a hostile count never makes a caller allocate more than the
+// packet could describe.
 std::uint32_t CountElements(const ArrayView& v, std::uint32_t minElementSize,
                             const unsigned char* end);
 

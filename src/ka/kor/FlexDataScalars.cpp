@@ -98,7 +98,8 @@ FlexData::FlexData(const AString& text) {
 
 FlexData::FlexData(const char* text) {
     init();
-    setAString(text, text != nullptr ? static_cast<std::uint32_t>(std::strlen(text)) : 0);
+    // Checked before it is narrowed: on x86_64 a text may be longer than any packet.
+    setAString(text, text != nullptr ? CheckedPacketSize(std::strlen(text)) : 0);
 }
 
 FlexData::FlexData(const char* text, std::uint32_t length) {

@@ -25,6 +25,22 @@ bool IsWaveformMD(const unsigned char* md, const unsigned char* end) {
 
 }  // namespace flex_detail
 
+namespace {
+
+// The fewest bytes one sample takes: a scalar's size, or the 4-byte count or size field that
+// opens every string and Opaque sample. 0 for a sample type that may take no bytes at all (Void,
+// arrays, clusters, codes of no known size): no sample count can be checked against the bytes a
+// packet holds for it, so it makes no valid waveform.
+std::uint32_t SampleFloor(FlexType sample) {
+    const std::uint16_t code = fd::Code(sample);
+    if (fd::IsScalarCode(code)) {
+        return fd::ScalarSize(code);
+    }
+    return fd::GetDataSize(sample) != 0 ? 4 : 0;
+}
+
+}  // namespace
+
 // ---- Waveforms -------------------------------------------------------------------------------
 
 unsigned char* FlexData::writeWaveformFrame(const AbsTime& t0, double dt, FlexType sampleType,
@@ -75,7 +91,7 @@ void FlexData::setWaveformFrom(const AbsTime& t0, double dt, FlexType sourceType
 void FlexData::setWaveform(const AbsTime& t0, double dt, FlexType sampleType, std::uint32_t count,
                            const BufferWrapper& sampleBytes) {
     const std::uint16_t code = fd::Code(sampleType);
-    if (!fd::IsWaveformSampleType(sampleType) ||
+    if (!fd::IsWaveformSampleType(sampleType) || SampleFloor(sampleType) == 0 ||
         (fd::IsScalarCode(code) &&
          static_cast<std::uint64_t>(count) * fd::ScalarSize(code) != sampleBytes.length())) {
         throw exception::InvalidArgument(__LINE__, kSourceFile);
@@ -104,15 +120,22 @@ FlexType FlexData::getWaveformSampleType() const {
 }
 
 std::uint32_t FlexData::getWaveformSampleCount() const {
-    const FlexType sample = getWaveformSampleType();
+    const std::uint32_t floor = SampleFloor(getWaveformSampleType());
+    if (floor == 0) {
+        throw exception::InvalidArgument(__LINE__, kSourceFile);
+    }
     Require(fd::HasRoom(data_, kWaveformHeadSize, end_), __LINE__);
     const std::uint32_t count = ReadUI32(data_ + 24);
-    if (fd::IsScalarCode(fd::Code(sample))) {
-        Require(static_cast<std::uint64_t>(count) * fd::ScalarSize(fd::Code(sample)) <=
-                    Remaining(data_ + kWaveformHeadSize, end_),
-                __LINE__);
-    }
+    Require(static_cast<std::uint64_t>(count) * floor <= Remaining(data_ + kWaveformHeadSize, end_),
+            __LINE__);
     return count;
+}
+
+std::uint32_t FlexData::numericWaveformSampleCount() const {
+    if (!IsNumericType(getWaveformSampleType())) {
+        throw exception::InvalidArgument(__LINE__, kSourceFile);
+    }
+    return getWaveformSampleCount();
 }
 
 void FlexData::getWaveformInto(AbsTime& t0, double& dt, FlexType targetType, void* out,
@@ -179,7 +202,9 @@ bool FlexData::isWaves() const {
 }
 
 const unsigned char* FlexData::wavesFirst(std::uint32_t& count) const {
-    if (!isWaves()) {
+    // Numeric samples only, checked before anything is sized from the counts: every numeric
+    // sample takes at least a byte, which bounds each wave's count by the bytes that hold it.
+    if (!isWaves() || !IsNumericType(wavesSampleType())) {
         throw exception::InvalidArgument(__LINE__, kSourceFile);
     }
     const ArrayView v = ViewArray(typeElement(), data_, end_);

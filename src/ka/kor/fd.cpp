@@ -97,32 +97,6 @@ const unsigned char* HeldType(const unsigned char* description, const unsigned c
 std::uint64_t DataSize(const unsigned char* type, const unsigned char* data,
                        const unsigned char* end, unsigned depth);
 
-// The element count of the array whose dims (4 bytes each) are at data: the product of the
-// signed sizes. A size of 0 empties the array whatever the others say; any other product is
-// formed without wrapping and must be a count of 0 to 2^32 - 1, else SyntaxError.
-std::uint64_t ElementCount(const unsigned char* data, std::uint32_t dims,
-                           const unsigned char* end) {
-    for (std::uint32_t offset = 0; offset < dims; offset += 4) {
-        if (GetUI32(data + offset, end, TAEndianLittle) == 0) {
-            return 0;
-        }
-    }
-    std::uint64_t magnitude = 1;
-    bool negative = false;
-    for (std::uint32_t offset = 0; offset < dims; offset += 4) {
-        const auto d = static_cast<std::int32_t>(GetUI32(data + offset, end, TAEndianLittle));
-        negative = negative != (d < 0);
-        magnitude *= static_cast<std::uint64_t>(d < 0 ? -std::int64_t{d} : std::int64_t{d});
-        if (magnitude > kMaxSize) {
-            ThrowSyntaxError(kArrayHeadLine);
-        }
-    }
-    if (negative) {
-        ThrowSyntaxError(kArrayHeadLine);
-    }
-    return magnitude;
-}
-
 std::uint64_t ArrayDataSize(const unsigned char* type, const unsigned char* data,
                             const unsigned char* end, unsigned depth) {
     CheckRoom(type, 4, end, kArrayHeadLine);
@@ -131,7 +105,7 @@ std::uint64_t ArrayDataSize(const unsigned char* type, const unsigned char* data
         return dims;
     }
     CheckRoom(data, dims, end, kArrayHeadLine);
-    const std::uint64_t count = ElementCount(data, dims, end);
+    const std::uint64_t count = GetElementCount(data, dims / 4, end);
     if (count == 0) {
         return dims;
     }
@@ -356,6 +330,30 @@ std::uint32_t GetDataSize(const unsigned char* type, const unsigned char* data,
         ThrowSyntaxError(kClusterWalkLine);
     }
     return static_cast<std::uint32_t>(size);
+}
+
+std::uint32_t GetElementCount(const unsigned char* dims, std::uint32_t numDims,
+                              const unsigned char* end) {
+    CheckRoom(dims, 4 * std::uint64_t{numDims}, end, kArrayHeadLine);
+    for (std::uint32_t i = 0; i < numDims; ++i) {
+        if (GetUI32(dims + 4 * i, end, TAEndianLittle) == 0) {
+            return 0;
+        }
+    }
+    std::uint64_t magnitude = 1;
+    bool negative = false;
+    for (std::uint32_t i = 0; i < numDims; ++i) {
+        const auto d = static_cast<std::int32_t>(GetUI32(dims + 4 * i, end, TAEndianLittle));
+        negative = negative != (d < 0);
+        magnitude *= static_cast<std::uint64_t>(d < 0 ? -std::int64_t{d} : std::int64_t{d});
+        if (magnitude > kMaxSize) {
+            ThrowSyntaxError(kArrayHeadLine);
+        }
+    }
+    if (negative) {
+        ThrowSyntaxError(kArrayHeadLine);
+    }
+    return static_cast<std::uint32_t>(magnitude);
 }
 
 const unsigned char* GetAttributeMD(const unsigned char* md, FlexAttr attr,

@@ -198,12 +198,18 @@ std::uint32_t GetDataSize(FlexType type);
 // rounded up to even, in time linear in the MD times the elements walked. Sizes read from the data
 // are not checked against end beyond the walk itself: callers that use the bytes check them.
 //
-// Nothing wraps: the element count (the product of the signed dimension sizes, 0 when any is 0)
-// must lie in 0 to 2^32 - 1 (else line 472), and a size beyond 32 bits raises line 454. Every
-// nested MD that is walked must lie inside the description that holds it (its size counting the
-// 4-byte size field and the MD), else line 454; so does a cluster member description of size 0.
+// Nothing wraps: an array's element count is GetElementCount's (line 472), and a size beyond 32
+// bits raises line 454. Every nested MD that is walked must lie inside the description that holds
+// it (its size counting the 4-byte size field and the MD), else line 454; so does a cluster member
+// description of size 0.
 std::uint32_t GetDataSize(const unsigned char* type, const unsigned char* data,
                           const unsigned char* end);
+
+// The element count of an array whose numDims signed 32-bit sizes are at dims: their product, 0
+// when any of them is 0 whatever the others say. Formed without wrapping: a product that is
+// negative or beyond 32 bits raises SyntaxError (line 472), as do sizes that run past end.
+std::uint32_t GetElementCount(const unsigned char* dims, std::uint32_t numDims,
+                              const unsigned char* end);
 
 // ---- Attributes ---------------------------------------------------------------------------------
 
