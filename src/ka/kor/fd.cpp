@@ -79,12 +79,16 @@ std::uint32_t CheckedElementSize(std::uint64_t n) {
     return static_cast<std::uint32_t>(n);
 }
 
+[[noreturn]] void ThrowNestedTooDeeply(std::uint32_t line) {
+    throw exception::SyntaxError(line, kSourceFile, "type nested too deeply");
+}
+
 // The type element of the MD held by the description at description: a 4-byte size counting
 // itself, then the MD. Nested descriptions must hold their MD: a description smaller than its
 // MD would let members and elements share bytes with what stands after them, and a walk over
 // such sharing can revisit the same bytes a number of times exponential in the nesting depth.
-// Holding to it, every nested MD lies inside the one around it, so a walk reads each byte of
-// the type once per element it sizes.
+// Holding to it, every nested MD lies inside the one around it, so the type is a tree whose
+// nodes the walks below visit once per element they size.
 const unsigned char* HeldType(const unsigned char* description, const unsigned char* end) {
     const std::uint32_t size = GetUI32(description, end, TAEndianLittle);
     if (size > Remaining(description, end) || size < 4 ||
@@ -94,11 +98,39 @@ const unsigned char* HeldType(const unsigned char* description, const unsigned c
     return GetTypeFromMD(description + 4, end);
 }
 
+// Checks HeldType for every description nested in the type at type, all the way down, in one
+// pass over the type; the walks over an array's elements then trust them, rather than check the
+// same descriptions again for every element.
+void CheckNesting(const unsigned char* type, const unsigned char* end, unsigned depth) {
+    const std::uint16_t code = ReadCode(type, end);
+    if (IsScalarCode(code)) {
+        return;
+    }
+    if (depth > kMaxNestingDepth) {
+        ThrowNestedTooDeeply(__LINE__);
+    }
+    if (code == Code(FlexType::Array)) {
+        CheckRoom(type, 4, end, kArrayHeadLine);
+        if (!IsScalarCode(ReadCode(GetTypeFromPacket(type + 4, end), end))) {
+            CheckNesting(HeldType(type + 4, end), end, depth + 1);
+        }
+    } else if (code == Code(FlexType::Cluster)) {
+        CheckRoom(type, 4, end, kCodeReadLine);
+        const std::uint32_t members = ReadUI16(type + 2);
+        const unsigned char* description = type + 4;
+        for (std::uint32_t i = 0; i < members; ++i) {
+            CheckNesting(HeldType(description, end), end, depth + 1);
+            description += GetUI32(description, end, TAEndianLittle);
+        }
+    }
+}
+
+// The walks: trusted tells that CheckNesting has passed the type already.
 std::uint64_t DataSize(const unsigned char* type, const unsigned char* data,
-                       const unsigned char* end, unsigned depth);
+                       const unsigned char* end, unsigned depth, bool trusted);
 
 std::uint64_t ArrayDataSize(const unsigned char* type, const unsigned char* data,
-                            const unsigned char* end, unsigned depth) {
+                            const unsigned char* end, unsigned depth, bool trusted) {
     CheckRoom(type, 4, end, kArrayHeadLine);
     const std::uint32_t dims = 4u * ReadUI16(type + 2);
     if (data == nullptr) {
@@ -114,11 +146,13 @@ std::uint64_t ArrayDataSize(const unsigned char* type, const unsigned char* data
     if (IsScalarCode(elementCode)) {
         return dims + count * ScalarSize(elementCode);
     }
-    elementType = HeldType(type + 4, end);
+    if (!trusted) {
+        CheckNesting(HeldType(type + 4, end), end, depth + 1);
+    }
     const unsigned char* p = data + dims;
     std::uint64_t total = dims;
     for (std::uint64_t i = 0; i < count; ++i) {
-        const std::uint64_t size = RoundUpEven(DataSize(elementType, p, end, depth + 1));
+        const std::uint64_t size = RoundUpEven(DataSize(elementType, p, end, depth + 1, true));
         if (size == 0) {
             // Every further element is read from the same bytes, so it is empty as well.
             break;
@@ -133,17 +167,18 @@ std::uint64_t ArrayDataSize(const unsigned char* type, const unsigned char* data
 }
 
 std::uint64_t ClusterDataSize(const unsigned char* type, const unsigned char* data,
-                              const unsigned char* end, unsigned depth) {
+                              const unsigned char* end, unsigned depth, bool trusted) {
     CheckRoom(type, 4, end, kCodeReadLine);
     const std::uint32_t members = ReadUI16(type + 2);
     const unsigned char* description = type + 4;
     std::uint64_t total = 0;
     for (std::uint32_t i = 0; i < members; ++i) {
-        // A description of size 0 cannot hold its member, so it raises SyntaxError here rather
-        // than stopping the walk: it never comes from a writer, and taking the members before it
-        // as the whole cluster would read the data against a count that says otherwise.
-        const unsigned char* memberType = HeldType(description, end);
-        const std::uint64_t size = RoundUpEven(DataSize(memberType, data, end, depth + 1));
+        // A description of size 0 cannot hold its member, so HeldType raises SyntaxError rather
+        // than the walk stopping there: no writer makes one, and taking the members before it as
+        // the whole cluster would read the data against a member count that says otherwise.
+        const unsigned char* memberType =
+            trusted ? GetTypeFromMD(description + 4, end) : HeldType(description, end);
+        const std::uint64_t size = RoundUpEven(DataSize(memberType, data, end, depth + 1, trusted));
         total += size;
         if (data != nullptr) {
             if (size > Remaining(data, end)) {
@@ -157,19 +192,19 @@ std::uint64_t ClusterDataSize(const unsigned char* type, const unsigned char* da
 }
 
 std::uint64_t DataSize(const unsigned char* type, const unsigned char* data,
-                       const unsigned char* end, unsigned depth) {
+                       const unsigned char* end, unsigned depth, bool trusted) {
     const std::uint16_t code = ReadCode(type, end);
     if (IsScalarCode(code)) {
         return ScalarSize(code);
     }
     if (depth > kMaxNestingDepth) {
-        throw exception::SyntaxError(__LINE__, kSourceFile, "type nested too deeply");
+        ThrowNestedTooDeeply(__LINE__);
     }
     switch (static_cast<FlexType>(code)) {
         case FlexType::Array:
-            return ArrayDataSize(type, data, end, depth);
+            return ArrayDataSize(type, data, end, depth, trusted);
         case FlexType::Cluster:
-            return ClusterDataSize(type, data, end, depth);
+            return ClusterDataSize(type, data, end, depth, trusted);
         case FlexType::Opaque:
             return data != nullptr ? GetUI32(data, end, TAEndianLittle) : 8;
         default:
@@ -325,7 +360,7 @@ std::uint32_t GetDataSize(FlexType type) {
 
 std::uint32_t GetDataSize(const unsigned char* type, const unsigned char* data,
                           const unsigned char* end) {
-    const std::uint64_t size = DataSize(type, data, end, 0);
+    const std::uint64_t size = DataSize(type, data, end, 0, false);
     if (size > kMaxSize) {
         ThrowSyntaxError(kClusterWalkLine);
     }

@@ -214,6 +214,8 @@ TEST(fd, NestedDescriptionsMustHoldTheirMD) {
          0},
         {"an element description too small", Hex("0008 0100 04000000 0108 0100 06000000 0001"),
          Hex("01000000"), 0},
+        {"a zero-sized member in the elements", Hex("0008 0100 08000000 0108 0100 00000000 0001"),
+         Hex("02000000"), 0},
         {"members sharing bytes", SharingClusters(40), {}, 0},
     };
     for (const auto& c : cases) {
