@@ -81,7 +81,9 @@ class ItemHost {
     // provider; InvalidArgument for a null session or one that is not the provider's.
     ItemHost(IUnknown* session, const std::wstring& process,
              const std::wstring& machine = std::wstring());
-    // Unregisters (subscribers see process failure) and forgets every item. Never throws.
+    // Unregisters (subscribers see process failure) and forgets every item. Returns once no
+    // call of the write handler runs on another thread, so that what the handler uses may go
+    // with the host. Never throws.
     ~ItemHost();
     ItemHost(const ItemHost&) = delete;
     ItemHost& operator=(const ItemHost&) = delete;

@@ -1,7 +1,10 @@
 // The embedded provider: the common behaviour suite, and what only a provider inside this process
 // can promise (a write's outcome is final when Write returns; local machine names are one).
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -10,6 +13,7 @@
 #include "ka/kor/FlexData.h"
 #include "ka/kor/exception.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
+#include "ka/kor/osdep/ThreadTestSupport.h"
 
 namespace vesta_test {
 namespace {
@@ -32,6 +36,11 @@ INSTANTIATE_TEST_SUITE_P(Embedded, ProviderBehaviour,
 std::wstring HostName() {
     const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
     return std::wstring(h.begin(), h.end());
+}
+
+// \\this computer\rest.
+std::wstring Url(const std::wstring& rest) {
+    return L"\\\\" + HostName() + L"\\" + rest;
 }
 
 // A session, a recording receiver and a connection, released at the end.
@@ -67,8 +76,7 @@ TEST_F(EmbeddedProvider, AWriteReturnsOnlyOnceTheHostHasDecidedOnItsOwnThread) {
         return v.getF64() > 0;
     });
     IVestaRealTimeItem* item = nullptr;
-    ASSERT_EQ(S_OK, realTime_->AddItem((L"\\\\" + HostName() + L"\\decider\\x").c_str(), &item,
-                                       nullptr, 1));
+    ASSERT_EQ(S_OK, realTime_->AddItem(Url(L"decider\\x").c_str(), &item, nullptr, 1));
     const VarData good = VarData::FromR8(2.0);
     EXPECT_EQ(S_OK, item->Write(&good));
     EXPECT_EQ(FlexData(2.0), it.value());  // applied before Write returned
@@ -76,6 +84,55 @@ TEST_F(EmbeddedProvider, AWriteReturnsOnlyOnceTheHostHasDecidedOnItsOwnThread) {
     const VarData bad = VarData::FromR8(-1.0);
     EXPECT_EQ(VESTA_E_REJECTED, item->Write(&bad));
     EXPECT_EQ(FlexData(2.0), it.value());
+    item->Release();
+}
+
+TEST_F(EmbeddedProvider, DestroyingAHostWaitsForItsRunningWriteHandler) {
+    auto host = std::make_unique<ItemHost>(session_, L"waiting");
+    host->createItem(L"x", FlexData(1.0), VESTA_ACCESS_READ | VESTA_ACCESS_WRITE);
+    Gate gate;
+    std::atomic<bool> inside{false};
+    std::atomic<bool> finished{false};
+    host->setWriteHandler([&](const std::wstring&, const FlexData&) {
+        inside = true;
+        gate.pass();
+        finished = true;
+        return true;
+    });
+    IVestaRealTimeItem* item = nullptr;
+    ASSERT_EQ(S_OK, realTime_->AddItem(Url(L"waiting\\x").c_str(), &item, nullptr, 1));
+    HRESULT written = S_OK;
+    std::thread writer([&] {
+        const VarData v = VarData::FromR8(2.0);
+        written = item->Write(&v);
+    });
+    ASSERT_TRUE(ka_test::WaitUntil([&] { return inside.load(); }));
+    bool finishedWhenGone = false;
+    std::thread closer([&] {
+        host.reset();
+        finishedWhenGone = finished.load();
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // room to return too early
+    gate.open();
+    closer.join();
+    writer.join();
+    EXPECT_TRUE(finishedWhenGone);
+    EXPECT_EQ(VESTA_E_NOTCONNECTED, written);  // accepted, but the host went before it applied
+    item->Release();
+}
+
+TEST_F(EmbeddedProvider, AHostMayGoFromInsideItsOwnWriteHandler) {
+    auto host = std::make_unique<ItemHost>(session_, L"selfclosing");
+    host->createItem(L"x", FlexData(1.0), VESTA_ACCESS_READ | VESTA_ACCESS_WRITE);
+    host->setWriteHandler([&](const std::wstring&, const FlexData&) {
+        host.reset();
+        return true;
+    });
+    IVestaRealTimeItem* item = nullptr;
+    ASSERT_EQ(S_OK, realTime_->AddItem(Url(L"selfclosing\\x").c_str(), &item, nullptr, 1));
+    const VarData v = VarData::FromR8(2.0);
+    EXPECT_EQ(VESTA_E_NOTCONNECTED, item->Write(&v));
+    EXPECT_EQ(nullptr, host);
     item->Release();
 }
 
@@ -156,8 +213,7 @@ TEST_F(EmbeddedProvider, DescriptionsAreCutAtACharacterBoundary) {
     const std::wstring text = std::wstring(254, L'a') + L"\u00e9tail";
     host.createItem(L"long", FlexData(1), VESTA_ACCESS_READ, text);
     IVestaRealTimeItem* item = nullptr;
-    ASSERT_EQ(S_OK, realTime_->AddItem((L"\\\\" + HostName() + L"\\descriptions\\long").c_str(),
-                                       &item, nullptr, 1));
+    ASSERT_EQ(S_OK, realTime_->AddItem(Url(L"descriptions\\long").c_str(), &item, nullptr, 1));
     ASSERT_TRUE(receiver_->waitForCount(1, 3));
     ITEMDETAILS d{};
     EXPECT_EQ(S_OK, item->GetDetails(&d));

@@ -88,8 +88,8 @@ TEST(VestaConcurrency, NoNotificationRunsAfterItsItemsReleaseReturns) {
 
     const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
     const std::wstring prefix = L"\\\\" + std::wstring(h.begin(), h.end()) + L"\\concurrency\\item";
+    std::atomic<int> next{0};
     ka_test::RunOnThreads(kThreads, [&] {
-        static std::atomic<int> next{0};
         const int t = next++;
         for (int r = 0; r < kRounds; ++r) {
             const long handle = t * kRounds + r;

@@ -1,5 +1,6 @@
 #include "qbrealt/embedded/EmbeddedHost.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "ka/kor/exception.h"
@@ -106,7 +107,7 @@ bool EmbeddedHost::registered() const {
 void EmbeddedHost::close() noexcept {
     std::map<ka::kor::VestaURL, std::shared_ptr<EmbeddedItem>> items;
     {
-        std::lock_guard<std::mutex> lock(provider_->mutex_);
+        std::unique_lock<std::mutex> lock(provider_->mutex_);
         try {
             unregisterLocked();
         } catch (...) {
@@ -121,6 +122,13 @@ void EmbeddedHost::close() noexcept {
         }
         closed_ = true;
         items.swap(items_);
+        // A handler call on this very thread (the host closed from inside its own handler)
+        // cannot be waited for; any other is.
+        const std::thread::id self = std::this_thread::get_id();
+        decided_.wait(lock, [&] {
+            return std::all_of(deciding_.begin(), deciding_.end(),
+                               [&](const std::thread::id& t) { return t == self; });
+        });
     }
     // Items still held by the host's handles are dead now; the rest go here, outside the lock.
 }

@@ -2,8 +2,11 @@
 // answer their addresses; unregistered it keeps them (and their updates) for its return.
 #pragma once
 
+#include <condition_variable>
 #include <map>
 #include <memory>
+#include <thread>
+#include <vector>
 
 #include "ka/kor/VestaURL.h"
 #include "qbrealt/Provider.h"
@@ -13,7 +16,7 @@ namespace vesta {
 class EmbeddedItem;
 class EmbeddedProvider;
 
-class EmbeddedHost final : public HostBackend {
+class EmbeddedHost final : public HostBackend, public std::enable_shared_from_this<EmbeddedHost> {
   public:
     // Registered from the start; the provider has checked that the process is free.
     EmbeddedHost(std::shared_ptr<EmbeddedProvider> provider, ka::kor::VestaURL process);
@@ -30,6 +33,7 @@ class EmbeddedHost final : public HostBackend {
     void unregister() override;
     void reregister() override;
     bool registered() const override;
+    // Returns once no handler call runs on another thread.
     void close() noexcept override;
 
   private:
@@ -46,6 +50,8 @@ class EmbeddedHost final : public HostBackend {
     bool closed_ = false;
     std::map<ka::kor::VestaURL, std::shared_ptr<EmbeddedItem>> items_;
     std::shared_ptr<const ItemHost::WriteHandler> handler_;  // null: accept every write
+    std::vector<std::thread::id> deciding_;                  // threads running the handler now
+    std::condition_variable decided_;  // a handler call ended (with the registry lock)
 };
 
 }  // namespace vesta

@@ -1,6 +1,7 @@
 #include "qbrealt/embedded/EmbeddedProvider.h"
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 #include "ka/kor/exception.h"
@@ -65,7 +66,6 @@ void EmbeddedProvider::unsubscribe(Subscription& subscription) noexcept {
 
 HRESULT EmbeddedProvider::write(Subscription& subscription, const VarData& value) {
     std::shared_ptr<EmbeddedItem> item;
-    std::shared_ptr<const ItemHost::WriteHandler> handler;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         const TopicMap::iterator it = topics_.find(subscription.url());
@@ -76,11 +76,24 @@ HRESULT EmbeddedProvider::write(Subscription& subscription, const VarData& value
         if ((item->rights_ & VESTA_ACCESS_WRITE) != VESTA_ACCESS_WRITE) {
             return VESTA_E_ACCESSDENIED;
         }
-        handler = item->host_->handler_;  // a published item always has its host
     }
     ka::kor::FlexData converted;
     if (!ConvertToType(value.packet(), item->type_, converted)) {
         return VESTA_E_TYPEMISMATCH;
+    }
+    std::shared_ptr<const ItemHost::WriteHandler> handler;
+    std::shared_ptr<EmbeddedHost> host;  // may be closed from inside its handler
+    const std::thread::id self = std::this_thread::get_id();
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!item->published_) {
+            return VESTA_E_NOTCONNECTED;  // gone while the value was converted
+        }
+        host = item->host_->shared_from_this();  // a published item always has its host
+        handler = host->handler_;
+        if (handler) {
+            host->deciding_.push_back(self);  // keeps the host from closing under the call
+        }
     }
     if (handler) {
         bool accepted = false;
@@ -88,6 +101,11 @@ HRESULT EmbeddedProvider::write(Subscription& subscription, const VarData& value
             accepted = (*handler)(item->pathText_, converted);
         } catch (...) {
             accepted = false;  // a handler that fails has not accepted anything
+        }
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            host->deciding_.erase(std::find(host->deciding_.begin(), host->deciding_.end(), self));
+            host->decided_.notify_all();
         }
         if (!accepted) {
             return VESTA_E_REJECTED;
