@@ -193,17 +193,8 @@ IASTATUS Subscription::status() const {
     return status_;
 }
 
-std::uint32_t Subscription::peakQueueLength() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return peak_;
-}
-
 bool Subscription::enqueueLocked(Change&& change) {
     queue_.push_back(std::move(change));
-    const auto waiting = static_cast<std::uint32_t>(queue_.size() - head_);
-    if (waiting > peak_) {
-        peak_ = waiting;
-    }
     if (scheduled_) {
         return false;
     }

@@ -72,9 +72,6 @@ class Subscription final : public IVestaRealTimeItem,
     // are waiting (the subscription then stays marked as scheduled). Never throws.
     bool deliverOne() noexcept;
 
-    // The most changes that were ever waiting at once (for measurements).
-    std::uint32_t peakQueueLength() const;
-
   private:
     enum class Kind : std::uint8_t { Status, Details, Data };
     struct Change {
@@ -110,7 +107,6 @@ class Subscription final : public IVestaRealTimeItem,
     bool delivering_ = false;
     std::vector<Change> queue_;
     std::size_t head_ = 0;  // queue_[head_] is the oldest waiting change
-    std::uint32_t peak_ = 0;
 
     // Current state.
     IASTATUS status_ = IASTATUS_INACTIVE;

@@ -56,6 +56,8 @@ class ProviderBehaviour : public testing::TestWithParam<EnvironmentFactory> {
     IVestaRealTimeItem* add(const std::wstring& path, long handle);
     IVestaRealTimeItem* add(IVestaRealTime* rt, const std::wstring& path, long handle);
     void release(IVestaRealTimeItem* item);
+    // add(), then waits until the subscription is alive (status, status, attributes, value).
+    IVestaRealTimeItem* addAlive(const std::wstring& path, long handle);
     // A further connection with its own receiver (one reference each for the case, released at
     // the end).
     IVestaRealTime* connect(RecordingReceiver* receiver);

@@ -153,17 +153,7 @@ class RecordingReceiver final : public IVestaRealTimeReceiver {
 
     std::vector<Event> events(long item) const {
         std::lock_guard<std::mutex> lock(mutex_);
-        std::vector<Event> out;
-        for (const Event& e : events_) {
-            if (e.item == item) {
-                out.push_back(e);
-            }
-        }
-        return out;
-    }
-    std::vector<Event> all() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return events_;
+        return eventsLocked(item);
     }
 
     // Waits until pred holds for the item's events; false when it still does not after
@@ -171,15 +161,7 @@ class RecordingReceiver final : public IVestaRealTimeReceiver {
     template <class Pred>
     bool waitFor(long item, Pred pred) const {
         std::unique_lock<std::mutex> lock(mutex_);
-        return cv_.wait_for(lock, kPatience, [&] {
-            std::vector<Event> mine;
-            for (const Event& e : events_) {
-                if (e.item == item) {
-                    mine.push_back(e);
-                }
-            }
-            return pred(mine);
-        });
+        return cv_.wait_for(lock, kPatience, [&] { return pred(eventsLocked(item)); });
     }
     // Waits for a data event with a value equal to `v`.
     bool waitForValue(long item, const VarData& v) const {
@@ -203,6 +185,16 @@ class RecordingReceiver final : public IVestaRealTimeReceiver {
         if (destroyed_ != nullptr) {
             destroyed_->store(true);
         }
+    }
+
+    std::vector<Event> eventsLocked(long item) const {
+        std::vector<Event> out;
+        for (const Event& e : events_) {
+            if (e.item == item) {
+                out.push_back(e);
+            }
+        }
+        return out;
     }
 
     HRESULT record(Event&& e) {
