@@ -3,6 +3,8 @@
 // process, broker crashes and host crashes, and what the wire may carry.
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
+#include <cwctype>
 #include <memory>
 #include <string>
 #include <thread>
@@ -14,6 +16,7 @@
 #include "TestBroker.h"
 #include "ka/kor/FlexData.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
+#include "qbrealt/mqtt/MqttConnection.h"
 
 namespace vesta_test {
 namespace {
@@ -217,6 +220,64 @@ TEST(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStaleGo
         }
     }
     std::printf("broker crash cycles: %d, worst recovery: %.3f s\n", CycleCount(), worst);
+}
+
+class Silent : public vesta::mqtt::Connection::Handler {
+  public:
+    void onConnect() override {}
+    void onDisconnect() override {}
+    void onMessage(const mosquitto_message&) override {}
+};
+
+std::string Upper(const std::wstring& s) {
+    std::string out;
+    for (wchar_t c : s) {
+        out += static_cast<char>(std::towupper(c));
+    }
+    return out;
+}
+
+// A peer that publishes nonsense on an item's topic: the client says so (a log line) and shows
+// the item without a value, and the host's next update brings it back.
+TEST(MqttWire, UnreadableItemMessagesGiveABadQualityUntilTheHostsNextValue) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker;
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    Session session;
+    const std::wstring process = L"wire" + std::to_wstring(::getpid());
+    ItemHost host(session.p, process);
+    ItemHost::Item item = host.createItem(L"g", FlexData(1), VESTA_ACCESS_READ);
+    Client client(session.p);
+    client.add(L"\\\\" + HostName() + L"\\" + process + L"\\g", 1);
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(1)));
+
+    Silent silent;
+    vesta::mqtt::Settings settings;
+    std::string why;
+    ASSERT_TRUE(vesta::mqtt::ReadSettings(broker.url(), settings, why)) << why;
+    vesta::mqtt::Connection peer(settings, "peer", silent);
+    peer.start();
+    ASSERT_TRUE(peer.waitConnected(5000));
+    const std::string topic = "ka/v1/item/" + Upper(HostName()) + "/" + Upper(process) + "/G";
+    const struct {
+        const char* name;
+        std::string payload;
+    } cases[] = {
+        {"garbage", std::string("\xff\xfe\x00garbage", 10)},
+        {"wrong version", std::string("\x07\x01\x01\x00", 4)},
+        {"truncated", std::string("\x01\x01\x01\x00\x00", 5)},
+    };
+    int value = 1;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        peer.publish(topic, c.payload, 1, false);
+        EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
+            return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_NO_VALUE;
+        })) << Describe(client.receiver->events(1));
+        item.update(FlexData(++value));
+        EXPECT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(value)));
+    }
 }
 
 }  // namespace
