@@ -3,7 +3,8 @@
 # repeated runs on a prepared machine neither need root nor touch the network.
 set -eu
 
-packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev ccache"
+# clang and its runtimes (libFuzzer and the sanitizers, both architectures) build the fuzz targets.
+packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev ccache clang libclang-rt-dev"
 
 missing=""
 for p in $packages; do
