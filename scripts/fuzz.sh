@@ -57,25 +57,26 @@ export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 echo "== $arch: fuzz each target for $seconds s"
 printf '%-24s %10s %12s %9s\n' target exec/s runs findings
 status=0
-for target in $(cat "$tree/fuzz/targets.txt"); do
+while read -r target; do
     [ -z "$only" ] || [ "$only" = "$target" ] || continue
     work="$tree/run/$target"
     rm -rf "$work"
     mkdir -p "$work/corpus" "$work/findings"
     # Writing the seeds also runs them: a seed that fails is a finding of its own.
-    if ! "$tree/fuzz/${target}Replay" --write-seeds "$work/seeds" >"$work/seeds.log" 2>&1; then
+    if ! "$tree/fuzz/${target}Replay" --write-seeds "$work/seeds" </dev/null >"$work/seeds.log" 2>&1; then
         printf '%-24s %10s %12s %9s\n' "$target" - - seeds
         echo "-- $target: a seed fails (log: $work/seeds.log)"
         status=1
         continue
     fi
-    regressions="$root/fuzz/regressions/$target"
-    [ -d "$regressions" ] || regressions=""
+    # New inputs go to the first folder only; the kept findings are read, never written.
+    set -- "$work/corpus" "$work/seeds"
+    [ -d "$root/fuzz/regressions/$target" ] && set -- "$@" "$root/fuzz/regressions/$target"
     # libFuzzer stops at the first finding and returns non-zero; the count is what it kept.
     "$tree/fuzz/$target" -max_total_time="$seconds" -timeout=3 -rss_limit_mb=2048 \
         -malloc_limit_mb=256 -max_len=4096 -print_final_stats=1 \
-        -artifact_prefix="$work/findings/" "$work/corpus" "$work/seeds" $regressions \
-        >"$work/log" 2>&1 || true
+        -artifact_prefix="$work/findings/" "$@" \
+        </dev/null >"$work/log" 2>&1 || true
     runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$work/log")
     rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$work/log")
     findings=$(find "$work/findings" -type f | wc -l)
@@ -83,8 +84,8 @@ for target in $(cat "$tree/fuzz/targets.txt"); do
     if [ "$findings" -ne 0 ] || [ -z "$runs" ]; then
         status=1
         echo "-- $target: $(find "$work/findings" -type f | head -1) (log: $work/log)"
-        grep -E -A 12 '^==[0-9]+==ERROR|fuzz check failed|runtime error|ERROR: libFuzzer' \
+        grep -E -A 12 '^==[0-9]+==ERROR|fuzz check failed|unexpected exception|runtime error|ERROR: libFuzzer' \
             "$work/log" | head -30
     fi
-done
+done <"$tree/fuzz/targets.txt"
 exit $status
