@@ -27,7 +27,7 @@
 #endif
 #endif
 #ifdef KA_FUZZ_MALLOC_HOOKS
-// Part of every AddressSanitizer runtime, though not every compiler ships its header.
+// Every AddressSanitizer runtime has it, though not every compiler ships its header.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*malloc_hook)(const volatile void*,
                                                                              std::size_t),
                                                          void (*free_hook)(const volatile void*));
