@@ -4,8 +4,9 @@
 set -eu
 
 # libcli11-dev and nlohmann-json3-dev are header-only, so one copy serves the i386 build too.
+# clang and its runtimes (libFuzzer and the sanitizers, both architectures) build the fuzz targets.
 packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev ccache libcli11-dev
-    nlohmann-json3-dev"
+    nlohmann-json3-dev clang libclang-rt-dev"
 
 missing=""
 for p in $packages; do
