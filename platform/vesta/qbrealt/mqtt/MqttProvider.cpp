@@ -287,6 +287,11 @@ void MqttProvider::itemMessageLocked(Entry& e, const mosquitto_message& m) {
         resolveLocked(e, false);
         return;
     }
+    if (e.haveItem && item.generation < e.item.generation) {
+        // A message of the host's earlier life arriving late (a resend after a reconnect): the
+        // newer one stands.
+        return;
+    }
     auto value = std::make_shared<VarData>(item.value);
     value->convertToNativeType();
     const bool sameDetails = e.details && e.item.rights == item.rights &&
