@@ -50,9 +50,9 @@ std::shared_ptr<MqttHost> MqttHost::Create(std::shared_ptr<MqttProvider> provide
         provider->releaseProcess(topic);
         throw;
     }
-    if (host->connection_->waitConnected(kSettleMs)) {
-        host->settle();
-    }
+    // An unreachable broker ends this wait at its first refusal.
+    host->connection_->waitFirstOutcome(kSettleMs);
+    host->settle();
     return host;
 }
 
