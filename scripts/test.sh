@@ -23,14 +23,14 @@ done
 
 echo "== x86_64: build (ThreadSanitizer)"
 "$root/scripts/build.sh" x86_64-tsan x86_64 thread
-echo "== x86_64: concurrency tests (ThreadSanitizer)"
+echo "== x86_64: concurrency and MQTT tests (ThreadSanitizer)"
 # ThreadSanitizer's fixed memory layout clashes with high address-space randomisation on some
 # kernels; running without randomisation (where the system allows it) keeps it working there.
 norandom=""
 if setarch "$(uname -m)" -R true 2>/dev/null; then
     norandom="setarch $(uname -m) -R"
 fi
-$norandom ctest --test-dir "$root/build/x86_64-tsan" --output-on-failure -j "$jobs" -L concurrency --no-tests=ignore "$@"
+$norandom ctest --test-dir "$root/build/x86_64-tsan" --output-on-failure -j "$jobs" -L 'concurrency|mqtt' --no-tests=ignore "$@"
 
 # Both architectures are fuzzed even when the first one finds something, so one run reports all.
 if [ $# -eq 0 ]; then
