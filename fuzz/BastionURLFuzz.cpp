@@ -42,6 +42,15 @@ BastionURL ReadBack(const BastionURL& url) {
     return back;
 }
 
+// Whether the item's text parses again as the same item.
+bool ReadsBack(const VestaURL& item) {
+    try {
+        return VestaURL(item.str()) == item;
+    } catch (const exception::SyntaxError&) {
+        return false;
+    }
+}
+
 // The archived item of an Absolute address, if it names a valid one.
 void CheckItem(const BastionURL& url) {
     VestaURL item;
@@ -51,6 +60,11 @@ void CheckItem(const BastionURL& url) {
         return;
     }
     if (item.empty()) {
+        return;
+    }
+    if (!ReadsBack(item)) {
+        // The item travels as its text, and some items have none that reads back: an empty
+        // quoted name renders as nothing.
         return;
     }
     const BastionURL archived(url[0], url[1], item);
