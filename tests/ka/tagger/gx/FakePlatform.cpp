@@ -263,6 +263,23 @@ std::string Text(LStrHandle h) {
     return std::string(reinterpret_cast<const char*>((*h)->str), (*h)->cnt);
 }
 
+Cluster::Cluster(bool status, std::int32_t code, const std::string& source) {
+    cluster_.status = status ? 1 : 0;
+    cluster_.code = code;
+    cluster_.source = NewLStr(source);
+}
+
+Cluster::~Cluster() {
+    DSDisposeHandle(reinterpret_cast<UHandle>(cluster_.source));
+}
+
+std::string Cluster::str() const {
+    char head[32];
+    std::snprintf(head, sizeof head, "%d %08X ", cluster_.status,
+                  static_cast<unsigned>(cluster_.code));
+    return head + Text(cluster_.source);
+}
+
 std::string Hex(const unsigned char* begin, const unsigned char* end) {
     std::string out;
     char digits[3];
@@ -413,7 +430,9 @@ MgErr GxVarToKORFlex(const GxVariant* var, unsigned char** buffer, int32_t* leng
     }
     *buffer = static_cast<unsigned char*>(std::malloc(var->packet.size() + 1));
     ++fake::gHost.liveBlocks;
-    std::memcpy(*buffer, var->packet.data(), var->packet.size());
+    if (!var->packet.empty()) {
+        std::memcpy(*buffer, var->packet.data(), var->packet.size());
+    }
     *length = static_cast<int32_t>(var->packet.size());
     return fail ? fake::gHost.varToFlexResult : mgNoErr;
 }

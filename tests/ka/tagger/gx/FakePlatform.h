@@ -101,6 +101,20 @@ void ResetLibrary();
 // A host string handle holding text (freed with DSDisposeHandle), and the text of one.
 LStrHandle NewLStr(const std::string& text);
 std::string Text(LStrHandle handle);
+// A host error cluster with a source handle of its own, shown as "status code(hex) source".
+class Cluster {
+  public:
+    explicit Cluster(bool status = false, std::int32_t code = 0, const std::string& source = "");
+    ~Cluster();
+    Cluster(const Cluster&) = delete;
+    Cluster& operator=(const Cluster&) = delete;
+    ErrorCluster* ptr() noexcept { return &cluster_; }
+    std::string str() const;
+
+  private:
+    ErrorCluster cluster_;
+};
+
 // A flex packet's bytes as hex, for comparing what reached the host.
 std::string Hex(const unsigned char* begin, const unsigned char* end);
 std::string Hex(const ka::kor::FlexData& value);
