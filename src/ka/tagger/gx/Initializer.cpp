@@ -26,8 +26,7 @@ Initializer::Initializer() : client_(nullptr), configCache_(nullptr), startupCou
 Initializer::~Initializer() {
     guard_.enter();
     gInitializerAlive = false;
-    delete client_;
-    client_ = nullptr;
+    delete client_.exchange(nullptr);
     delete configCache_;
     configCache_ = nullptr;
     guard_.leave();
@@ -50,8 +49,7 @@ void Initializer::cleanup() {
         if (--self.startupCount_ != 0) {
             return;
         }
-        delete self.client_;
-        self.client_ = nullptr;
+        delete self.client_.exchange(nullptr, std::memory_order_acq_rel);
         if (self.configCache_ != nullptr) {
             try {
                 self.configCache_->disposeOwned();
@@ -72,11 +70,16 @@ Client* Initializer::getGlobalClient() {
         throw kor::exception::InitializationFailure(__LINE__, "ka/tagger/gx/Initializer");
     }
     Initializer& self = instance_;
-    kor::osdep::CriticalSection::Guard guard(self.guard_);
-    if (self.client_ == nullptr) {
-        self.client_ = new Client();
+    if (Client* client = self.client_.load(std::memory_order_acquire)) {
+        return client;
     }
-    return self.client_;
+    kor::osdep::CriticalSection::Guard guard(self.guard_);
+    Client* client = self.client_.load(std::memory_order_relaxed);
+    if (client == nullptr) {
+        client = new Client();
+        self.client_.store(client, std::memory_order_release);
+    }
+    return client;
 }
 
 ConfigCache* Initializer::getConfigCacheRef() noexcept {

@@ -10,6 +10,7 @@
 // while the guard is taken.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "ka/kor/osdep/CriticalSection.h"
@@ -50,7 +51,9 @@ class Initializer {
     static Initializer instance_;
 
     kor::osdep::CriticalSection guard_;
-    Client* client_;
+    // Written only under the guard; read without it once set, since every exported call reads it
+    // (a client is destroyed only by the last clean-up, which no host call may overlap).
+    std::atomic<Client*> client_;
     ConfigCache* configCache_;
     std::int32_t startupCount_;
 };

@@ -2,8 +2,7 @@
 
 #include "ka/kor/exception.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
-#include "ka/kor/tSSTimeAbsolute.h"
-#include "ka/kor/tSSTimeValue.h"
+#include "ka/tagger/gx/FileTimeToAbsTime.h"
 #include "ka/tagger/gx/VestaQualityException.h"
 
 namespace ka {
@@ -13,19 +12,6 @@ namespace gx {
 namespace {
 
 constexpr std::uint32_t kNonexistent = 0x20;
-
-// The provider's time (100-nanosecond ticks since 1601) as seconds since 1904.
-kor::AbsTime ToAbsTime(const FILETIME& time) {
-    std::int32_t status = 0;
-    const nKASS100::tSSTimeValue sinceFileEpoch(time.ticks, nKASS100::kTimeUnit100Nanoseconds,
-                                                &status);
-    nKASS100::tSSTimeValue::Value seconds = sinceFileEpoch.getValue();
-    nKASS100::tSSTimeAbsolute::_CorrectEpoch(nKASS100::kToBase, nKASS100::kEpoch1601, seconds,
-                                             &status);
-    // Every 64-bit tick count fits the 64.64 range, so a failure cannot happen; were it to, no
-    // time is better than a wrong one.
-    return status < 0 ? kor::AbsTime::min : kor::AbsTime(seconds);
-}
 
 }  // namespace
 
@@ -129,7 +115,7 @@ VarData Item::read(std::uint32_t& quality, kor::AbsTime& time) const {
         throw VestaQualityException(item::kStateQueryFailedLine, item::kSourceFile, kNonexistent);
     }
     quality = (mask & VESTA_MASK_QUALITY) != 0 ? stateQuality : 0;
-    time = (mask & VESTA_MASK_TIME) != 0 ? ToAbsTime(stateTime) : kor::AbsTime::min;
+    time = (mask & VESTA_MASK_TIME) != 0 ? FileTimeToAbsTime(stateTime) : kor::AbsTime::min;
     return value;
 }
 
