@@ -22,6 +22,9 @@ else
     exit 1
 fi
 echo "Installing:$missing" >&2
-$sudo env DEBIAN_FRONTEND=noninteractive apt-get update -qq
+# A mirror caught mid-sync fails one index now and then; the others still serve, so go on and let
+# the install say whether anything is really missing.
+$sudo env DEBIAN_FRONTEND=noninteractive apt-get update -qq ||
+    echo "deps.sh: apt-get update reported errors; trying the install anyway" >&2
 # shellcheck disable=SC2086
 $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null

@@ -89,12 +89,12 @@ BastionURL::BastionURL(const String& machine, const String& database, const Vest
     if (item.empty()) {
         return;
     }
-    if (item.type() != RenderType::Absolute && item.type() != RenderType::LocalMachine) {
-        throw exception::InvalidArgument(__LINE__, kSourceFile);
-    }
     const String text = item.str();
-    // Split directly rather than parse: the text is the item's own rendering, and a quoted name
-    // may hold backslashes, which split and join back unchanged.
+    if (text.length() <= 2) {
+        return;
+    }
+    // Split directly rather than parse: the rest is read as a relative address whatever its first
+    // characters, and a quoted name may hold backslashes, which split and join back unchanged.
     const wchar_t* p = text.begin() + 2;
     for (;;) {
         const wchar_t* stop = FindSeparator(p, text.end());
@@ -346,8 +346,8 @@ void BastionURL::deserialize(const unsigned char*& p, const unsigned char* end) 
     little_endian::DeserializeRaw(type, q, end);
     std::uint32_t count = 0;
     little_endian::DeserializeRaw(count, q, end);
-    if (!IsValidType(static_cast<RenderType>(type)) ||
-        count > static_cast<std::size_t>(end - q) / kMinComponentSize) {
+    // Reject impossible counts before reserving room for them.
+    if (count > static_cast<std::size_t>(end - q) / kMinComponentSize) {
         throw exception::DeserializationError(__LINE__, kSourceFile);
     }
     BastionURL fresh;

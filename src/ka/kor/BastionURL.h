@@ -29,10 +29,12 @@ class BastionURL {
     BastionURL(const String* first, const String* last, RenderType type);
     // The prefix of url that ends before last, with url's type.
     BastionURL(const BastionURL& url, const String* last);
-    // "\\machine\database" followed by item's machine, process and path. An item without
-    // components adds nothing. Raises SyntaxError for an invalid machine or database name and
-    // InvalidArgument for an item that is neither Absolute nor LocalMachine (only those carry
-    // the two backslashes that the archive address leaves out).
+    // "\\machine\database" followed by item's machine, process and path: item is rendered, its
+    // first two characters (the two backslashes of an Absolute or LocalMachine item) are dropped
+    // and the rest, cut at each backslash, is appended. An item of another type loses its first
+    // two characters all the same ("\x\y" adds "" and "y", "ab\c" adds "c"), and an item that
+    // renders to two characters or fewer adds nothing. An item without components adds nothing.
+    // Raises SyntaxError for an invalid machine or database name.
     BastionURL(const String& machine, const String& database, const VestaURL& item);
     BastionURL(const BastionURL& other) = default;
     BastionURL(BastionURL&& other) noexcept = default;
@@ -116,8 +118,10 @@ class BastionURL {
     // The type as signed 32 bits, the component count as 32 bits, then each component as a
     // serialized wide string; little-endian. Deliberately without the version byte that
     // VestaURL writes. serialize raises BufferOverflow before writing anything when the range is
-    // too short; deserialize raises DeserializationError (also for a type other than Absolute or
-    // Relative) or InvalidSequence and then leaves this address as it was.
+    // too short. deserialize takes the type and components as stored, any type value included
+    // (componentsAreValid tells whether they make a valid address); it raises only
+    // DeserializationError for data that runs short (or InvalidSequence for bad UTF-8), and then
+    // leaves this address as it was.
     std::uint32_t serializationSize() const;
     void serialize(unsigned char*& p, const unsigned char* end) const;
     void deserialize(const unsigned char*& p, const unsigned char* end);

@@ -2,37 +2,27 @@
 
 #include <cstdint>
 
-#include "ka/kor/exception.h"
-
 namespace ka {
 namespace kor {
 
 namespace {
 
-constexpr const char* kSourceFile = "ka/kor/Uudecode";
-constexpr unsigned char kFirst = 0x21;  // "!"
-constexpr unsigned char kLast = 0x60;   // "`"
+constexpr std::uint32_t kOffset = 0x21;  // "!"
 // Bytes decoded before each append; a multiple of 3 so that whole groups fill it.
 constexpr unsigned int kChunk = 768;
 
-// The 6-bit value of c; throws DeserializationError for a character Uuencode never writes.
-inline std::uint32_t Value(char c) {
-    const auto u = static_cast<unsigned char>(c);
-    if (u < kFirst || u > kLast) {
-        throw exception::DeserializationError(__LINE__, kSourceFile);
-    }
-    return u - kFirst;
+// The 6-bit value of c; unsigned wrap-around makes the characters below "!" come out high.
+inline std::uint32_t Value(char c) noexcept {
+    return (static_cast<unsigned char>(c) - kOffset) & 0x3Fu;
 }
 
 }  // namespace
 
 AutoBuffer Uudecode(const AString& text) {
     const AString::size_type n = text.size();
+    // A lone final character is left out of the count: it cannot complete a byte.
     const AString::size_type rest = n % 4;
-    if (rest == 1) {
-        throw exception::DeserializationError(__LINE__, kSourceFile);
-    }
-    const std::uint32_t size = n / 4 * 3 + (rest == 0 ? 0 : rest - 1);
+    const std::uint32_t size = n / 4 * 3 + (rest <= 1 ? 0 : rest - 1);
     AutoBuffer bytes(size);
 
     const char* in = text.begin();
@@ -51,7 +41,7 @@ AutoBuffer Uudecode(const AString& text) {
             used = 0;
         }
     }
-    if (rest != 0) {
+    if (rest >= 2) {
         std::uint32_t v = (Value(in[0]) << 18) | (Value(in[1]) << 12);
         chunk[used++] = static_cast<unsigned char>(v >> 16);
         if (rest == 3) {

@@ -89,11 +89,6 @@ void UndoubleQuotes(String& name) {
     name.resize(static_cast<unsigned int>(out - name.begin()));
 }
 
-// A ".." is only read as one when a backslash follows it, so a final one is written with it.
-bool EndsWithParent(const Vector<VestaURL::Component>& components) {
-    return !components.empty() && components.back().parent();
-}
-
 void CheckAddable(const VestaURL::Component& c) {
     if (!c.parent() && c.name().empty()) {
         throw exception::SyntaxError(__LINE__, kSourceFile, AString(c.name()));
@@ -180,20 +175,17 @@ void VestaURL::Component::deserialize(const unsigned char*& p, const unsigned ch
     const unsigned char* q = p;
     std::uint8_t flags = 0;
     little_endian::DeserializeRaw(flags, q, end);
-    wchar_t sep = L'\0';
+    std::uint16_t sep = 0;
     if (flags & kSeparatorFlag) {
-        std::uint16_t raw = 0;
-        little_endian::DeserializeRaw(raw, q, end);
-        sep = static_cast<wchar_t>(raw);
-        if (!isValidSep(sep)) {
-            throw exception::DeserializationError(__LINE__, kSourceFile);
-        }
+        little_endian::DeserializeRaw(sep, q, end);
     }
+    // Every field is taken as stored, without the setters' invariants, so that whatever another
+    // process wrote reads back as it was written.
     Component fresh;
     fresh.name_.deserialize(q, end);
-    fresh.sep_ = sep;
-    fresh.parent((flags & kParentFlag) != 0);
-    fresh.setFirst((flags & kFirstFlag) != 0);
+    fresh.sep_ = static_cast<wchar_t>(sep);
+    fresh.parent_ = (flags & kParentFlag) != 0;
+    fresh.first_ = (flags & kFirstFlag) != 0;
     swap(fresh);
     p = q;
 }
@@ -241,7 +233,10 @@ VestaURL::VestaURL(const Component* first, const Component* last, RenderType typ
     this->type(type);
     components_.reserve(static_cast<unsigned int>(last - first));
     for (; first != last; ++first) {
-        append(*first);
+        components_.push_back(*first);
+    }
+    if (!components_.empty()) {
+        components_[0].setFirst(true);
     }
 }
 
@@ -313,7 +308,6 @@ String VestaURL::str() const {
             length += i == 0 && machineFirst ? c.name_.length() : QuotedLength(c.name_);
         }
     }
-    length += EndsWithParent(components_) ? 1 : 0;
     String out;
     out.reserve(length);
     out.append(prefix);
@@ -330,9 +324,6 @@ String VestaURL::str() const {
         } else {
             AppendQuoted(out, c.name_, true);
         }
-    }
-    if (EndsWithParent(components_)) {
-        out += Parser::slashes_[0];
     }
     return out;
 }
@@ -482,16 +473,14 @@ void VestaURL::deserialize(const unsigned char*& p, const unsigned char* end) {
     std::uint32_t count = 0;
     little_endian::DeserializeRaw(count, q, end);
     // Reject impossible counts before reserving room for them.
-    if (type == 0 || count > static_cast<std::size_t>(end - q) / kMinComponentSize) {
+    if (count > static_cast<std::size_t>(end - q) / kMinComponentSize) {
         throw exception::DeserializationError(__LINE__, kSourceFile);
     }
     VestaURL fresh;
     fresh.type_ = static_cast<RenderType>(type);
     fresh.components_.reserve(count);
     for (std::uint32_t i = 0; i < count; ++i) {
-        Component& c = fresh.components_.emplace_back();
-        c.deserialize(q, end);
-        c.setFirst(i == 0);
+        fresh.components_.emplace_back().deserialize(q, end);
     }
     swap(fresh);
     p = q;

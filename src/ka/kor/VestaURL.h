@@ -67,9 +67,10 @@ class VestaURL {
         // bits when present, then the name as a serialized wide string.
         std::uint32_t serializationSize() const;
         void serialize(unsigned char*& p, const unsigned char* end) const;
-        // A separator other than backslash or "." in the data raises DeserializationError; flags
-        // that contradict each other are settled by the invariants above. A failed read leaves
-        // this component as it was.
+        // Every field is taken as stored, whatever its value: the separator as 16 bits, the parent
+        // and first marks as flagged, the name even for a parent. Only data that runs short
+        // (DeserializationError) or bad UTF-8 (InvalidSequence) fails, and then this component
+        // is left as it was.
         void deserialize(const unsigned char*& p, const unsigned char* end);
 
         // Parents equal each other; names compare without regard to letter case. The separator
@@ -97,8 +98,9 @@ class VestaURL {
     // rejects it. The three partial forms ("\\", "\\machine", "\\machine\process") are accepted.
     VestaURL(const String& text);
     VestaURL(const wchar_t* text);
-    // Copies [first, last) and takes type; the first copy is marked first, the others not.
-    // A component that is neither a parent nor named raises SyntaxError; type 0 InvalidArgument.
+    // Copies [first, last) as given, empty names included, and takes type; the first copy is
+    // marked first (losing its separator), the others keep their marks. Type 0 raises
+    // InvalidArgument.
     VestaURL(const Component* first, const Component* last, RenderType type);
     // The prefix of url that ends before last, with url's type.
     VestaURL(const VestaURL& url, const Component* last);
@@ -115,8 +117,8 @@ class VestaURL {
     static bool isValidSep(wchar_t sep);
     // True for any non-empty name: quoting makes every such name representable.
     static bool isValidComponent(const String& name);
-    // True when text begins with a well-formed component: a closed, non-empty quotation or at
-    // least one character that needs no quotes. Deliberately, the rest of the text after that
+    // True when text begins with a well-formed component: a closed quotation ("''" included) or
+    // at least one character that needs no quotes. Deliberately, the rest of the text after that
     // first component is not examined.
     static bool isValidProcessName(const String& name);
     // An empty name gives the empty text; a name without backslash, ".", "'", CR or LF is
@@ -126,9 +128,10 @@ class VestaURL {
 
     // The text of the address: the type's prefix, then each component preceded by its separator;
     // a parent is written "..", the machine of an Absolute address as it stands, every other name
-    // quoted where it needs to be; a final parent is followed by a backslash, without which ".."
-    // would not read back. Parsing the text gives back an equal address with the same separators
-    // (for every address the parser can produce).
+    // quoted where it needs to be, and an empty name as nothing. Nothing follows a final parent,
+    // so the address read from "..\..\" is written "..\..", which does not read back; any other
+    // address the parser produced, without empty names, reads back equal with the same
+    // separators.
     String str() const;
     operator String() const { return str(); }
 
@@ -179,9 +182,10 @@ class VestaURL {
 
     // A format version byte (written 1, not checked when read), the type as signed 32 bits, the
     // component count as 32 bits, then the components. Little-endian. serialize raises
-    // BufferOverflow before writing anything when the range is too short; deserialize raises
-    // DeserializationError (or InvalidSequence for bad UTF-8) and then leaves this address as it
-    // was. A type of 0 in the data is rejected; the first mark is restored on the first component.
+    // BufferOverflow before writing anything when the range is too short. deserialize takes the
+    // type and the components as stored (see Component::deserialize), any type value included;
+    // it raises only DeserializationError for data that runs short (or InvalidSequence for bad
+    // UTF-8), and then leaves this address as it was.
     std::uint32_t serializationSize() const;
     void serialize(unsigned char*& p, const unsigned char* end) const;
     void deserialize(const unsigned char*& p, const unsigned char* end);

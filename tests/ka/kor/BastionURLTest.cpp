@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <vector>
 
 #include "ka/kor/exception.h"
@@ -65,9 +66,31 @@ TEST(BastionURL, EmbedsAndReturnsTheItemAddress) {
     EXPECT_EQ(0, bare.str().exactCompare(L"\\\\db1\\archive"));
     EXPECT_TRUE(bare.getVestaURLComponent().empty());
     EXPECT_TRUE(BastionURL(L"a\\b\\c").getVestaURLComponent().empty());
-    EXPECT_THROW(BastionURL(L"db1", L"archive", VestaURL(L"a\\b")), ex::InvalidArgument);
     EXPECT_THROW(BastionURL(L"db1", L"ar", VestaURL(L"\\\\m\\p")), ex::SyntaxError);
     EXPECT_THROW(BastionURL(L".db", L"archive", VestaURL(L"\\\\m\\p")), ex::SyntaxError);
+}
+
+// An item that names no machine loses its first two characters just the same, and the rest is
+// read as a relative address.
+TEST(BastionURL, EmbedsAnItemWithoutMachineFromItsThirdCharacter) {
+    const struct {
+        const wchar_t* item;
+        const wchar_t* archive;
+    } rows[] = {
+        {L"a\\b\\c", L"\\\\db1\\archive\\b\\c"},
+        {L"abc.d", L"\\\\db1\\archive\\c.d"},
+        {L"\\x\\y", L"\\\\db1\\archive\\\\y"},
+        {L"..\\x", L"\\\\db1\\archive\\\\x"},
+        {L"\\x", L"\\\\db1\\archive"},
+        {L"ab", L"\\\\db1\\archive"},
+        {L"''", L"\\\\db1\\archive"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.item);
+        const BastionURL url(L"db1", L"archive", VestaURL(row.item));
+        EXPECT_EQ(RenderType::Absolute, url.type());
+        EXPECT_EQ(0, url.str().exactCompare(row.archive));
+    }
 }
 
 TEST(BastionURL, EditsCheckEachPosition) {
@@ -144,12 +167,26 @@ TEST(BastionURL, SerializesWithoutVersionByte) {
     back.deserialize(q, buffer.data() + buffer.size());
     EXPECT_EQ(0, back.str().exactCompare(url.str()));
 
+    // Any type is read as stored, as a signed value; only componentsAreValid tells it apart.
+    for (const std::int32_t type : {3, 0, -1}) {
+        SCOPED_TRACE(type);
+        Bytes bytes = expected;
+        for (int i = 0; i < 4; ++i) {
+            bytes[i] = static_cast<unsigned char>(static_cast<std::uint32_t>(type) >> (8 * i));
+        }
+        BastionURL odd;
+        const unsigned char* r = bytes.data();
+        odd.deserialize(r, bytes.data() + bytes.size());
+        EXPECT_EQ(bytes.data() + bytes.size(), r);
+        EXPECT_EQ(type, static_cast<std::int32_t>(odd.type()));
+        EXPECT_EQ(2u, odd.size());
+        EXPECT_FALSE(odd.componentsAreValid());
+    }
+
     std::vector<Bytes> bad;
     for (std::size_t n = 0; n < expected.size(); ++n) {
         bad.emplace_back(expected.begin(), expected.begin() + n);
     }
-    bad.push_back(expected);
-    bad.back()[0] = 3;  // ProcessRelative
     for (const Bytes& bytes : bad) {
         SCOPED_TRACE(testing::PrintToString(bytes));
         BastionURL kept(L"kept");

@@ -34,7 +34,7 @@ const char* GetParseStatusText(int status) {
         case kTextLeftOver:
             return "text left over or a bad '..'";
         case kEmptyUnquotedComponent:
-            return "empty component name";
+            return "empty unquoted component";
         case kBadMachineStart:
             return "illegal first character of a machine name";
         case kUnterminatedQuotation:

@@ -24,9 +24,9 @@ enum ParseStatus : int {
     kNoBackslashAfterProcess = 9,   // "\\m\p.x"
     kMissingDotOrBackslash = 10,    // local form without ".", process form without "\"
     kTextLeftOver = 11,             // characters after a component, or a bad ".."
-    kEmptyUnquotedComponent = 12,   // a component that starts with a character it cannot hold
-    kBadMachineStart = 13,          // a machine name starting with an illegal character
-    kUnterminatedQuotation = 14,    // "'abc" with no closing quote
+    kEmptyUnquotedComponent = 12,  // an unquoted component starting with a character it cannot hold
+    kBadMachineStart = 13,         // a machine name starting with an illegal character
+    kUnterminatedQuotation = 14,   // "'abc" with no closing quote
 };
 
 // True for the complete form and the three accepted partial forms.
@@ -142,8 +142,9 @@ class PathSeparator {
 
     // Scans one component at p: a quotation, or the longest run of characters outside special_.
     // On success advances p past it and returns kComplete; an empty text is an empty component
-    // (nothing reported). A run or a quotation that holds nothing gives kEmptyUnquotedComponent;
-    // a quotation without its closing quote kUnterminatedQuotation.
+    // (nothing reported), and so is "''", which is reported as an empty name. A run that holds
+    // nothing gives kEmptyUnquotedComponent; a quotation without its closing quote
+    // kUnterminatedQuotation.
     template <typename Sink>
     static int Component(const C*& p, const C* end, C sep, Sink& sink);
 
@@ -355,10 +356,6 @@ int PathSeparator<C>::Component(const C*& p, const C* end, C sep, Sink& sink) {
                 break;
             }
             ++q;
-        }
-        // An empty quotation would stand for an empty name, which no component may have.
-        if (q == first) {
-            return kEmptyUnquotedComponent;
         }
         sink.component(sep, first, q, true);
         p = q + 1;

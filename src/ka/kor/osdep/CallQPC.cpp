@@ -36,9 +36,10 @@ std::uint64_t TicksPerSecond(std::uint32_t unit) {
         case CallQPC::k_FILETIME:
             return 10000000;
         default:
-            if (unit == 0 || unit > CallQPC::k_SECONDS) {
+            // A unit of 0 would divide by zero: there is no count of such ticks to give.
+            if (unit == 0) {
                 throw exception::InvalidArgument2(__LINE__, kSourceFile,
-                                                  "unit must be from 1 to 1000000000 nanoseconds");
+                                                  "unit must be at least 1 nanosecond");
             }
             return CallQPC::k_SECONDS / unit;
     }

@@ -20,9 +20,10 @@ class CallQPC {
     CallQPC();
 
     // The counter in the given unit: one of the constants above, or any other number of
-    // nanoseconds from 1 up to one second (throws InvalidArgument2 otherwise). Throws
-    // NotImplemented when the object holds no frequency, which is the case for a static
-    // instance used before its constructor ran.
+    // nanoseconds, counted as whole ticks of 1000000000 / unit per second, so that a unit longer
+    // than one second gives 0. A unit of 0 throws InvalidArgument2. Throws NotImplemented when
+    // the object holds no frequency, which is the case for a static instance used before its
+    // constructor ran.
     std::uint64_t operator()(std::uint32_t unit) const { return hires(unit); }
     std::uint64_t hires(std::uint32_t unit) const;
 

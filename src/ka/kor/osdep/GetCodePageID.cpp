@@ -1,6 +1,6 @@
 #include "ka/kor/osdep/GetCodePageID.h"
 
-#include <strings.h>
+#include <cstring>
 
 #include "ka/kor/exception.h"
 
@@ -16,10 +16,10 @@ std::uint32_t GetCodePageID(const char* codeSet) {
     if (codeSet == nullptr || *codeSet == '\0') {
         return 0;
     }
-    if (::strcasecmp(codeSet, "US-ASCII") == 0) {
+    if (std::strcmp(codeSet, "US-ASCII") == 0) {
         return 20127;
     }
-    if (::strcasecmp(codeSet, "cp932") == 0) {
+    if (std::strcmp(codeSet, "cp932") == 0) {
         return 932;
     }
     throw exception::InvalidLocale(__LINE__, kSourceFile);

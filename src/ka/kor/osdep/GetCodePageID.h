@@ -9,8 +9,9 @@ namespace kor {
 namespace osdep {
 
 // An empty name (the current locale's code set; null counts as empty) gives 0, "US-ASCII" 20127
-// and "cp932" 932. Names are matched without regard to case, as iconv matches them. Any other
-// name throws InvalidLocale.
+// and "cp932" 932, each spelled exactly so: these are the names the library itself passes. Any
+// other name throws InvalidLocale, another spelling of the same code set ("us-ascii", "CP932")
+// included.
 std::uint32_t GetCodePageID(const char* codeSet);
 
 }  // namespace osdep

@@ -32,7 +32,8 @@ namespace {
 constexpr const char* kSourceFile = "ka/kor/osdep/Mutex";
 
 struct MutexGlobalStatics {
-    std::map<String, MutexEntry, ExactLess> entries;
+    // Deliberate quirk: String's case-insensitive order, so "A" and "a" share one entry.
+    std::map<String, MutexEntry> entries;
 };
 
 using Registry = ProcessStatics<MutexGlobalStatics>;

@@ -30,6 +30,9 @@ class Mutex {
     Mutex();
     // Opens (creating when absent) the lock file of name; the name is converted to the locale's
     // code set. The file is never deleted, since a process may always be about to lock it.
+    // Within the process, names are told apart as String compares them, without regard to
+    // letter case, a deliberate quirk: objects whose names differ only in case lock different
+    // files but share one critical section and recursion count.
     // Raises PosixError when the file cannot be opened and InvalidArgument2 for a name holding a
     // null character.
     explicit Mutex(const String& name);

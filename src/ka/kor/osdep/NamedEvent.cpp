@@ -53,7 +53,8 @@ struct NamedEventEntry {
 namespace {
 
 struct NamedEventGlobalStatics {
-    std::map<String, std::unique_ptr<NamedEventEntry>, ExactLess> entries;
+    // Deliberate quirk: String's case-insensitive order, so "A" and "a" share one entry.
+    std::map<String, std::unique_ptr<NamedEventEntry>> entries;
 };
 
 using Registry = ProcessStatics<NamedEventGlobalStatics>;

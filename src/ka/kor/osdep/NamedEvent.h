@@ -19,7 +19,9 @@ class NamedEvent {
     // Opens the event of name (converted to the locale's code set), creating its file when
     // absent. initialState is written only when no other process uses the event yet. Reset
     // behaviour belongs to each process: the first object of a name in this process decides it,
-    // and the manualReset and initialState of its later objects are ignored. Raises PosixError
+    // and the manualReset and initialState of its later objects are ignored. Names are told apart
+    // as String compares them, without regard to letter case, a deliberate quirk: an object whose
+    // name differs from an open one only in case shares that event and its file. Raises PosixError
     // when the file cannot be opened or locked, InvalidArgument2 for a name holding a null
     // character.
     NamedEvent(const String& name, bool manualReset, bool initialState);

@@ -45,16 +45,6 @@ class ProcessStatics {
     static inline unsigned users_ = 0;
 };
 
-// Orders the keys of such tables by their exact code units. Names of shared objects name files,
-// and the file system tells "A" from "a", so the case-insensitive order of the library's strings
-// would let two different files share one entry.
-struct ExactLess {
-    template <class S>
-    bool operator()(const S& a, const S& b) const {
-        return a.exactCompare(b) < 0;
-    }
-};
-
 }  // namespace osdep
 }  // namespace kor
 }  // namespace ka

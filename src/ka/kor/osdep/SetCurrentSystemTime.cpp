@@ -2,10 +2,10 @@
 
 #include <sys/time.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <limits>
 
-#include "ka/kor/exception.h"
 #include "ka/kor/osdep/PosixError.h"
 #include "ka/kor/tSSTimeAbsolute.h"
 
@@ -15,7 +15,8 @@ namespace osdep {
 
 namespace {
 constexpr const char* kSourceFile = "ka/kor/osdep/SetCurrentSystemTime";
-}
+constexpr std::int64_t kMicrosecondsPerSecond = 1000000;
+}  // namespace
 
 void SetCurrentSystemTime(const AbsTime& t) {
     std::int32_t status = 0;
@@ -23,14 +24,22 @@ void SetCurrentSystemTime(const AbsTime& t) {
         nKASS100::tSSTimeAbsolute(t.value())
             .sinceEpoch(nKASS100::kEpoch1970, &status)
             .getI64ByUnits(nKASS100::kTimeUnitMicroseconds, nKASS100::kRoundToNearest, &status);
-    const std::int64_t seconds = microseconds / 1000000;
-    if (status < 0 || microseconds < 0 ||
+    // Rounded down, so that a time before 1970 still has its microseconds in [0, 1000000).
+    std::int64_t seconds = microseconds / kMicrosecondsPerSecond;
+    std::int64_t rest = microseconds % kMicrosecondsPerSecond;
+    if (rest < 0) {
+        rest += kMicrosecondsPerSecond;
+        --seconds;
+    }
+    if (status < 0 || seconds < static_cast<std::int64_t>(std::numeric_limits<time_t>::min()) ||
         seconds > static_cast<std::int64_t>(std::numeric_limits<time_t>::max())) {
-        throw exception::OutOfRange(__LINE__, kSourceFile);
+        // The errno the C library itself gives for a time too large for its types.
+        errno = EOVERFLOW;
+        throw PosixError::FromCall(__LINE__, kSourceFile, "settimeofday");
     }
     timeval tv;
     tv.tv_sec = static_cast<time_t>(seconds);
-    tv.tv_usec = static_cast<suseconds_t>(microseconds % 1000000);
+    tv.tv_usec = static_cast<suseconds_t>(rest);
     if (::settimeofday(&tv, nullptr) != 0) {
         throw PosixError::FromCall(__LINE__, kSourceFile, "settimeofday");
     }

@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "ka/kor/exception.h"
+#include "ka/kor/osdep/MadeAtLoad.h"
 #include "ka/kor/osdep/Mutex.h"
 #include "ka/kor/osdep/OutputAssertion.h"
 #include "ka/kor/osdep/PosixError.h"
@@ -68,11 +69,19 @@ bool IsEmptyFile(int fd) {
     return st.st_size == 0;
 }
 
+Mutex* MakeDummyMutex() {
+    return new Mutex(String(L"SimpleSharedMemoryDummyMutex"));
+}
+
+// Made while the library loads, so that the mutex every process shares exists before any region
+// does. A /tmp the process cannot write to must not stop the host from loading the library: the
+// first region then tries again and raises the failure.
+MadeAtLoad<Mutex> gDummyMutex(&MakeDummyMutex);
+
 }  // namespace
 
 Mutex& SimpleSharedMemory::dummyMutex_() {
-    static Mutex mutex(String(L"SimpleSharedMemoryDummyMutex"));
-    return mutex;
+    return gDummyMutex.get();
 }
 
 SimpleSharedMemory::SimpleSharedMemory(const AString& name, std::uint32_t length)

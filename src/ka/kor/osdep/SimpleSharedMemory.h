@@ -51,9 +51,9 @@ class SimpleSharedMemory {
                                       const unsigned char* end);
 
   private:
-    // The class-wide mutex, created on first use rather than when the library loads: a /tmp the
-    // process cannot write to must become an exception for the first user, not a crash of the
-    // host while it loads the library.
+    // The class-wide mutex, made when the library loads. When that fails (a /tmp the process
+    // cannot write to), the library still loads and the first use tries again, raising
+    // PosixError if it fails once more.
     static Mutex& dummyMutex_();
 
     void initializeMemory(const AString& name);

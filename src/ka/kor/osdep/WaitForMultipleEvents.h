@@ -34,7 +34,11 @@ constexpr int kWaitTimedOut = -1;
 // pollMs, and a last time when the timeout ends (a timeout below pollMs is slept in one piece
 // and followed by one scan). pollMs 0 polls every millisecond, so a wait never spins.
 //
-// Throws InvalidArgument2 when count is 0, events is null or an entry is null.
+// No events (count 0; events may then be null): wait-all returns 0 at once, there being nothing
+// left to see, and wait-any finds nothing and returns kWaitTimedOut when the timeout ends. A
+// wait-any for no events with kWaitInfinite could never return and throws InvalidArgument2
+// instead of hanging the calling thread for good. Throws InvalidArgument2 as well when count
+// is not 0 and events or one of its entries is null.
 int WaitForMultipleEvents(std::uint32_t count, Event** events, bool waitAll,
                           std::uint32_t timeoutMs, std::uint32_t pollMs);
 // The same for events shared between processes; their operations may also raise the
@@ -50,7 +54,7 @@ class MultipleEventWait {
   public:
     static int Wait(std::uint32_t count, E** events, bool waitAll, std::uint32_t timeoutMs,
                     std::uint32_t pollMs) {
-        Validate(count, events);
+        Validate(count, events, waitAll, timeoutMs);
         if (pollMs == 0) {
             pollMs = 1;
         }
@@ -61,9 +65,16 @@ class MultipleEventWait {
   private:
     static constexpr const char* kSourceFile = "ka/kor/osdep/WaitForMultipleEvents.h";
 
-    static void Validate(std::uint32_t count, E** events) {
-        if (count == 0 || events == nullptr) {
-            throw exception::InvalidArgument2(__LINE__, kSourceFile, "no events to wait for");
+    static void Validate(std::uint32_t count, E** events, bool waitAll, std::uint32_t timeoutMs) {
+        if (count == 0) {
+            if (!waitAll && timeoutMs == kWaitInfinite) {
+                throw exception::InvalidArgument2(__LINE__, kSourceFile,
+                                                  "no events to wait for without a timeout");
+            }
+            return;
+        }
+        if (events == nullptr) {
+            throw exception::InvalidArgument2(__LINE__, kSourceFile, "no event list");
         }
         if (std::find(events, events + count, nullptr) != events + count) {
             throw exception::InvalidArgument2(__LINE__, kSourceFile, "null event in the list");

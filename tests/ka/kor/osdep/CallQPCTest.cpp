@@ -38,7 +38,11 @@ TEST(CallQPC, UnitsAgreeWithEachOther) {
     EXPECT_TRUE(before * 10 <= filetime && filetime <= after * 10 + 9);
     EXPECT_GT(seconds, 1600000000u);  // a time since 1970, not since boot
     EXPECT_THROW(qpc.hires(0), ka::kor::exception::InvalidArgument2);
-    EXPECT_THROW(qpc(CallQPC::k_SECONDS + 1), ka::kor::exception::InvalidArgument2);
+    // Units longer than a second have no whole tick per second.
+    EXPECT_EQ(0u, qpc(CallQPC::k_SECONDS + 1));
+    EXPECT_EQ(0u, qpc.hires(0xFFFFFFFFu));
+    const std::uint64_t halves = qpc.hires(CallQPC::k_SECONDS / 2);
+    EXPECT_TRUE(seconds * 2 <= halves && halves <= qpc.hires(CallQPC::k_SECONDS) * 2 + 1);
 }
 
 }  // namespace

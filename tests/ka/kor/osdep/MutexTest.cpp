@@ -102,6 +102,30 @@ TEST(Mutex, NamedIsRecursiveAcrossObjectsOfOneNameInOneThread) {
     EXPECT_FALSE(LockedForOthers(m));
 }
 
+// Deliberately, names are told apart without regard to case: objects whose names differ only in
+// case exclude each other's threads through one critical section, yet each locks its own file.
+TEST(Mutex, NamesThatDifferOnlyInCaseShareOneEntryButNotTheirFiles) {
+    MutexName lower;
+    const std::string name = ka_test::Upper(lower.name);
+    MutexName upper{name, {"/tmp/ka_kor_osdep_Mutex" + name}};
+    Mutex a(Wide(lower.name)), b(Wide(upper.name));
+    a.lock();
+    std::atomic<int> got(-1);
+    std::thread([&] {
+        got = b.tryLock() ? 1 : 0;
+        if (got == 1) {
+            b.unlock();
+        }
+    }).join();
+    EXPECT_EQ(0, got.load());
+    b.lock();  // recursion through the shared entry: the other file is not locked
+    EXPECT_TRUE(LockedForOthers(lower));
+    EXPECT_FALSE(LockedForOthers(upper));
+    b.unlock();
+    a.unlock();
+    EXPECT_FALSE(LockedForOthers(lower));
+}
+
 TEST(Mutex, DestroyingAHeldMutexReleasesItAndSaysSo) {
     MutexName m;
     std::unique_ptr<Mutex> held(new Mutex(Wide(m.name)));

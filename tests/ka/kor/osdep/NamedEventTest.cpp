@@ -107,6 +107,20 @@ TEST(NamedEvent, TheFileStaysUntilEveryProcessHasLetGo) {
     }
 }
 
+// Deliberately, names are told apart without regard to case, so the second object shares the
+// first one's event, reset mode and file.
+TEST(NamedEvent, NamesThatDifferOnlyInCaseShareOneEventInAProcess) {
+    EventName e;
+    const std::string upper = ka_test::Upper(e.name);
+    NamedEvent manual(Wide(e.name), true, true);
+    NamedEvent autoReset(Wide(upper), false, false);
+    EXPECT_TRUE(autoReset.check());
+    EXPECT_TRUE(manual.checkOnly());
+    autoReset.reset();
+    EXPECT_FALSE(manual.checkOnly());
+    EXPECT_FALSE(FileExists("/tmp/ka_kor_osdep_NamedEvent_" + upper));
+}
+
 // File locks do not tell threads apart; the name's critical section must, or two threads could
 // both consume one auto-reset set.
 TEST(NamedEvent, ThreadsOfOneProcessConsumeEachSetOnce) {

@@ -23,6 +23,16 @@ inline std::string UniqueName(const std::string& tag) {
     return "test_" + tag + "_" + std::to_string(::getpid()) + "_" + std::to_string(++counter);
 }
 
+// text with its ASCII letters in upper case.
+inline std::string Upper(std::string text) {
+    for (char& c : text) {
+        if (c >= 'a' && c <= 'z') {
+            c = static_cast<char>(c - 'a' + 'A');
+        }
+    }
+    return text;
+}
+
 // The wide form of an ASCII text, whatever the locale.
 inline ka::kor::String Wide(const std::string& text) {
     return ka::kor::String(std::wstring(text.begin(), text.end()).c_str());

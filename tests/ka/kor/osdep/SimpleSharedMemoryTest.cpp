@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <vector>
 
 #include "ka/kor/exception.h"
@@ -24,6 +27,26 @@ struct RemoveClassWideMutexFile : testing::Environment {
 };
 testing::Environment* const kCleanUp =
     testing::AddGlobalTestEnvironment(new RemoveClassWideMutexFile);
+
+// This process's descriptors on the class-wide mutex's file, found by the name they were opened
+// with, so that a file another test process has just removed still counts.
+int ClassWideMutexDescriptors() {
+    const std::string path = "/tmp/ka_kor_osdep_MutexSimpleSharedMemoryDummyMutex";
+    int count = 0;
+    for (int fd = 0; fd < 1024; ++fd) {
+        char target[512];
+        const std::string link = "/proc/self/fd/" + std::to_string(fd);
+        const ssize_t n = ::readlink(link.c_str(), target, sizeof target);
+        count += n >= 0 && std::string(target, static_cast<std::size_t>(n)).rfind(path, 0) == 0;
+    }
+    return count;
+}
+
+// First in the file, so that it also runs first when all the tests share one process: the
+// mutex is open before any region is made.
+TEST(SimpleSharedMemory, TheClassWideMutexIsMadeWhenTheLibraryLoads) {
+    EXPECT_EQ(1, ClassWideMutexDescriptors());
+}
 
 struct Region {
     std::string name = "/tmp/ka_kor_osdep_" + ka_test::UniqueName("ssm");

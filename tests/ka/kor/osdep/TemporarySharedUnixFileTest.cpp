@@ -49,6 +49,21 @@ TEST(TemporarySharedUnixFile, TheFileStaysUntilEveryProcessHasLetGo) {
     }
 }
 
+// Deliberately, paths are told apart without regard to case: the second object shares the first
+// one's file, and whichever lets go last deletes that file, not one named by its own path.
+TEST(TemporarySharedUnixFile, PathsThatDifferOnlyInCaseShareTheFirstFile) {
+    const std::string path = TestPath();
+    const std::string other = "/tmp/" + ka_test::Upper(path.substr(5));
+    std::unique_ptr<TemporarySharedUnixFile> first(new TemporarySharedUnixFile(path.c_str()));
+    std::unique_ptr<TemporarySharedUnixFile> second(new TemporarySharedUnixFile(other.c_str()));
+    EXPECT_EQ(static_cast<int>(*first), static_cast<int>(*second));
+    EXPECT_FALSE(FileExists(other));
+    first.reset();
+    EXPECT_TRUE(FileExists(path));
+    second.reset();
+    EXPECT_FALSE(FileExists(path));
+}
+
 // Tries a lock on a byte of path through a descriptor of its own: 0 when granted.
 int TryByte(const std::string& path, off_t byte, short type) {
     struct flock request = {};

@@ -76,11 +76,21 @@ TEST(WaitForMultipleEvents, ScansAtStartEveryPollAndAtTheEnd) {
     }
 }
 
-TEST(WaitForMultipleEvents, RejectsEmptyAndNullLists) {
+TEST(WaitForMultipleEvents, NoEventsAreAllSeenAtOnceAndNoneFoundByTheTimeout) {
+    Event** none = nullptr;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(0, WaitForMultipleEvents(0, none, true, kWaitInfinite, 10));
+    EXPECT_EQ(0, WaitForMultipleEvents(0, none, true, 60000, 10));
+    EXPECT_LT(ka_test::MillisecondsSince(start), 30000);
+    EXPECT_EQ(kWaitTimedOut, WaitForMultipleEvents(0, none, false, 30, 10));
+    EXPECT_GE(ka_test::MillisecondsSince(start), 30);
+}
+
+TEST(WaitForMultipleEvents, RejectsNullListsAndAnEndlessWaitForNothing) {
     Event a(false, false);
     Event* withNull[] = {&a, nullptr};
     using ka::kor::exception::InvalidArgument2;
-    EXPECT_THROW(WaitForMultipleEvents(0, withNull, false, 0, 1), InvalidArgument2);
+    EXPECT_THROW(WaitForMultipleEvents(0, withNull, false, kWaitInfinite, 1), InvalidArgument2);
     EXPECT_THROW(WaitForMultipleEvents(2, withNull, true, 0, 1), InvalidArgument2);
     EXPECT_THROW(WaitForMultipleEvents(1, static_cast<Event**>(nullptr), false, 0, 1),
                  InvalidArgument2);

@@ -1,0 +1,57 @@
+# Run with cmake -P: compares what libgxhost.so exports (NM -D --defined-only LIBRARY) with the list
+# of exports (EXPORTS), and the list with the functions the public headers (HEADERS, separated by
+# |) declare. A symbol that leaks out, a listed function the library lacks and a declared function
+# left out of the list all fail the check.
+cmake_minimum_required(VERSION 3.18)
+
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE listing
+                RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "${NM} failed on ${LIBRARY}: ${status}")
+endif()
+string(REGEX MATCHALL "[^ \n]+\n" names "${listing}")
+set(exported)
+foreach(name IN LISTS names)
+  string(STRIP "${name}" name)
+  list(APPEND exported ${name})
+endforeach()
+
+file(STRINGS ${EXPORTS} listed REGEX "^[A-Za-z_]")
+
+string(REPLACE "|" ";" headers "${HEADERS}")
+set(declared)
+foreach(header IN LISTS headers)
+  file(READ ${header} text)
+  # A declaration starts a line: a return type, then the name right before its parenthesis.
+  string(REGEX MATCHALL "\n[A-Za-z_][A-Za-z0-9_ ]*[ *]+[A-Za-z_][A-Za-z0-9_]*\\(" found "${text}")
+  foreach(declaration IN LISTS found)
+    string(REGEX REPLACE ".*[ *]([A-Za-z_][A-Za-z0-9_]*)\\($" "\\1" name "${declaration}")
+    list(APPEND declared ${name})
+  endforeach()
+endforeach()
+
+set(failures "")
+foreach(name IN LISTS exported)
+  if(NOT name IN_LIST listed)
+    string(APPEND failures "exported but not listed: ${name}\n")
+  endif()
+endforeach()
+foreach(name IN LISTS listed)
+  if(NOT name IN_LIST exported)
+    string(APPEND failures "listed but not exported: ${name}\n")
+  endif()
+endforeach()
+foreach(name IN LISTS declared)
+  if(NOT name IN_LIST listed)
+    string(APPEND failures "declared but not listed: ${name}\n")
+  endif()
+endforeach()
+list(LENGTH declared declaredCount)
+if(declaredCount LESS 10)
+  string(APPEND failures "only ${declaredCount} declarations found: the header scan is broken\n")
+endif()
+if(failures)
+  message(FATAL_ERROR "${failures}")
+endif()
+list(LENGTH exported exportedCount)
+message(STATUS "${exportedCount} symbols exported, as listed and declared")
