@@ -3,7 +3,9 @@
 # repeated runs on a prepared machine neither need root nor touch the network.
 set -eu
 
-packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev ccache"
+# libcli11-dev and nlohmann-json3-dev are header-only, so one copy serves the i386 build too.
+packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev ccache libcli11-dev
+    nlohmann-json3-dev"
 
 missing=""
 for p in $packages; do

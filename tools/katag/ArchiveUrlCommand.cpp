@@ -1,7 +1,10 @@
 // katag archive-url TEXT: how the library reads an archive address: its render type, its
 // components with their roles, the item address inside it and the text it renders back.
 
+#include <memory>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 #include "Commands.h"
 #include "ka/kor/BastionURL.h"
@@ -9,15 +12,12 @@
 
 namespace katag {
 
-int ArchiveUrlCommand(const Args& args, std::ostream& out) {
-    if (args.size() != 1) {
-        throw UsageError(
-            "usage: katag archive-url TEXT (for example: katag archive-url "
-            "'\\\\db1\\archive\\m1\\proc\\x')");
-    }
+namespace {
+
+int Run(const std::string& text, std::ostream& out) {
     using ka::kor::BastionURL;
     using ka::kor::RenderType;
-    const BastionURL url(Wide(args[0]));
+    const BastionURL url(Wide(text));
     const bool absolute = url.type() == RenderType::Absolute;
     out << "render type: " << static_cast<int>(url.type()) << " ("
         << ka::kor::GetRenderTypeName(url.type()) << ")\n"
@@ -40,6 +40,15 @@ int ArchiveUrlCommand(const Args& args, std::ostream& out) {
         out << "item:        " << item << '\n';
     }
     return 0;
+}
+
+}  // namespace
+
+Action DefineArchiveUrlCommand(CLI::App& app) {
+    auto text = std::make_shared<std::string>();
+    app.add_option("TEXT", *text, "the archive address, e.g. '\\\\db1\\archive\\m1\\proc\\x'")
+        ->required();
+    return [text](std::ostream& out) { return Run(*text, out); };
 }
 
 }  // namespace katag

@@ -3,7 +3,10 @@
 
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 #include "Commands.h"
 #include "ka/kor/Base64Decode.h"
@@ -17,17 +20,12 @@ std::string ReadAll(std::istream& in) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-}  // namespace
-
-int Base64Command(const Args& args, std::ostream& out) {
-    if (args.size() != 1 || (args[0] != "encode" && args[0] != "decode")) {
-        throw UsageError("usage: katag base64 encode|decode (filters standard input)");
-    }
+int Run(const std::string& direction, std::ostream& out) {
     std::string input = ReadAll(std::cin);
     if (input.size() > ka::kor::AString::max_size()) {
         throw UsageError("input too large");
     }
-    if (args[0] == "encode") {
+    if (direction == "encode") {
         const ka::kor::BufferWrapper bytes(reinterpret_cast<const unsigned char*>(input.data()),
                                            static_cast<std::uint32_t>(input.size()));
         out << ka::kor::Base64Encode(bytes).c_str() << '\n';
@@ -42,6 +40,19 @@ int Base64Command(const Args& args, std::ostream& out) {
     const ka::kor::AString bytes = ka::kor::Base64Decode(text);
     out.write(bytes.c_str(), bytes.size());
     return 0;
+}
+
+}  // namespace
+
+Action DefineBase64Command(CLI::App& app) {
+    auto direction = std::make_shared<std::string>();
+    app.add_option("DIRECTION", *direction, "encode or decode")
+        ->required()
+        ->check(CLI::IsMember({"encode", "decode"}));
+    app.footer(
+        "Filters standard input to standard output. decode ignores a final line end and rejects "
+        "anything else that is not strict Base64.");
+    return [direction](std::ostream& out) { return Run(*direction, out); };
 }
 
 }  // namespace katag

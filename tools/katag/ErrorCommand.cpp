@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <memory>
 
+#include <CLI/CLI.hpp>
+
 #include "Commands.h"
 #include "ka/kor/exception.h"
 #include "ka/kor/gx/GXErrorException.h"
@@ -77,13 +79,8 @@ std::string Hex(std::uint32_t v) {
     return text;
 }
 
-}  // namespace
-
-int ErrorCommand(const Args& args, std::ostream& out) {
-    if (args.size() != 1) {
-        throw UsageError("usage: katag error CODE (hex 0x... or decimal, negative allowed)");
-    }
-    const std::uint32_t code = ParseWord(args[0], "error code");
+int Run(const std::string& text, std::ostream& out) {
+    const std::uint32_t code = ParseWord(text, "error code");
     out << "code " << FormatCode(code) << '\n';
 
     int found = 0;
@@ -118,6 +115,15 @@ int ErrorCommand(const Args& args, std::ostream& out) {
     out << "  (ka::kor::exception::COMError and ka::kor::gx::GXErrorException report whatever code "
            "they carry)\n";
     return 0;
+}
+
+}  // namespace
+
+Action DefineErrorCommand(CLI::App& app) {
+    auto code = std::make_shared<std::string>();
+    app.add_option("CODE", *code, "the host error code, hex 0x... or decimal (negative allowed)")
+        ->required();
+    return [code](std::ostream& out) { return Run(*code, out); };
 }
 
 }  // namespace katag

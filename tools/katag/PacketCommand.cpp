@@ -7,9 +7,12 @@
 #include <cstdio>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 #include "Commands.h"
 #include "ka/kor/FlexData.h"
@@ -36,6 +39,15 @@ constexpr int kShownDepth = 32;
 const char kUsageText[] =
     "usage: katag packet HEX... | - | --example "
     "i32|f64|astring|utf16|time|array|astrings|waveform|waves|named";
+
+// The examples --example builds, in the order of the usage text.
+const std::vector<std::string> kExamples = {"i32",   "f64",      "astring",  "utf16", "time",
+                                            "array", "astrings", "waveform", "waves", "named"};
+
+struct Options {
+    std::vector<std::string> hex;
+    std::string example;
+};
 
 Bytes ParseHex(const std::string& text) {
     Bytes out;
@@ -474,26 +486,20 @@ FlexData Example(const std::string& name) {
     return f;
 }
 
-}  // namespace
-
-int PacketCommand(const Args& args, std::ostream& out) {
-    if (args.empty()) {
-        throw UsageError(kUsageText);
-    }
+int Run(const Options& o, std::ostream& out) {
     std::ostringstream tree;
     Bytes bytes;
-    if (args[0] == "--example") {
-        if (args.size() != 2) {
-            throw UsageError(kUsageText);
-        }
-        const FlexData f = Example(args[1]);
+    if (!o.example.empty()) {
+        const FlexData f = Example(o.example);
         bytes.assign(f.begin(), f.begin() + f.getPacketSize());
         tree << "hex: " << Hex(bytes.data(), bytes.size()) << '\n';
-    } else if (args.size() == 1 && args[0] == "-") {
+    } else if (o.hex.empty()) {
+        throw UsageError(kUsageText);
+    } else if (o.hex.size() == 1 && o.hex[0] == "-") {
         bytes.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
     } else {
         std::string text;
-        for (const std::string& a : args) {
+        for (const std::string& a : o.hex) {
             text += a + ' ';
         }
         bytes = ParseHex(text);
@@ -513,6 +519,25 @@ int PacketCommand(const Args& args, std::ostream& out) {
     }
     out << tree.str();
     return 0;
+}
+
+}  // namespace
+
+Action DefinePacketCommand(CLI::App& app) {
+    auto o = std::make_shared<Options>();
+    CLI::Option* hex = app.add_option("HEX", o->hex,
+                                      "the packet in hex, spaces allowed, or - for raw bytes on "
+                                      "standard input");
+    app.add_option("--example", o->example,
+                   "build an example packet and print its hex too: i32, f64, astring, utf16, "
+                   "time, array, astrings, waveform, waves or named")
+        ->check(CLI::IsMember(kExamples))
+        ->excludes(hex)
+        ->option_text("NAME");
+    app.footer(
+        "A malformed packet is refused with the library's exception text (exit status 1); text "
+        "that is not hex is a usage error (exit status 2).");
+    return [o](std::ostream& out) { return Run(*o, out); };
 }
 
 }  // namespace katag

@@ -7,7 +7,10 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 #include "Commands.h"
 #include "ka/kor/AbsTime.h"
@@ -21,90 +24,44 @@ namespace katag {
 
 namespace {
 
-const char kTimeUsage[] =
-    "usage: katag time [--utc | --local | --zone=MINUTES[,NAME]] [--date=PATTERN] "
-    "[--time=PATTERN] [--digits=0..3]";
-
 enum class Mode { kUtc, kLocal, kZone };
 
 struct Options {
-    Mode mode = Mode::kUtc;
-    bool modeGiven = false;
-    int zoneMinutes = 0;
-    std::string zoneName;
+    bool utc = false;
+    bool local = false;
+    std::string zone;
     std::string datePattern = "yyyy-MM-dd";
     std::string timePattern = "HH:mm:ss";
     unsigned int digits = 3;
 };
 
-bool TakeValue(const std::string& arg, const char* option, std::string& value) {
-    const std::string prefix = std::string(option) + "=";
-    if (arg.compare(0, prefix.size(), prefix) != 0) {
-        return false;
-    }
-    value = arg.substr(prefix.size());
-    return true;
-}
-
-void SetMode(Options& o, Mode mode) {
-    if (o.modeGiven) {
-        throw UsageError("give only one of --utc, --local and --zone");
-    }
-    o.mode = mode;
-    o.modeGiven = true;
-}
-
 // The translation never ends on an era letter outside quotes, so such patterns are refused here.
-void CheckPattern(const std::string& pattern, const char* option) {
+std::string CheckPattern(const std::string& pattern) {
     bool quoted = false;
     for (char c : pattern) {
         if (c == '\'') {
             quoted = !quoted;
         } else if (c == 'g' && !quoted) {
-            throw UsageError(std::string(option) + ": the era letter 'g' is not supported");
+            return "the era letter 'g' is not supported";
         }
     }
+    return "";
 }
 
-int ParseInt(const std::string& text, const char* what, long min, long max) {
+// Reads MINUTES[,NAME]; returns an error text, empty when the zone is good.
+std::string ParseZone(const std::string& text, int& minutes, std::string& name) {
+    const std::string::size_type comma = text.find(',');
+    const std::string number = text.substr(0, comma);
+    // A day either way covers every zone in use.
+    const long kLimit = 1440;
     char* end = nullptr;
-    const long v = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || v < min || v > max) {
-        throw UsageError(std::string("invalid ") + what + " '" + text + "': expected " +
-                         std::to_string(min) + " to " + std::to_string(max));
+    const long v = std::strtol(number.c_str(), &end, 10);
+    if (number.empty() || *end != '\0' || v < -kLimit || v > kLimit) {
+        return "invalid zone offset in minutes '" + number + "': expected -1440 to 1440";
     }
-    return static_cast<int>(v);
-}
-
-Options Parse(const Args& args) {
-    Options o;
-    for (const std::string& arg : args) {
-        std::string value;
-        if (arg == "--utc") {
-            SetMode(o, Mode::kUtc);
-        } else if (arg == "--local") {
-            SetMode(o, Mode::kLocal);
-        } else if (TakeValue(arg, "--zone", value)) {
-            SetMode(o, Mode::kZone);
-            const std::string::size_type comma = value.find(',');
-            // A day either way covers every zone in use.
-            o.zoneMinutes = ParseInt(value.substr(0, comma), "zone offset in minutes", -1440, 1440);
-            if (comma != std::string::npos) {
-                o.zoneName = value.substr(comma + 1);
-            }
-        } else if (TakeValue(arg, "--date", value)) {
-            CheckPattern(value, "--date");
-            o.datePattern = value;
-        } else if (TakeValue(arg, "--time", value)) {
-            CheckPattern(value, "--time");
-            o.timePattern = value;
-        } else if (TakeValue(arg, "--digits", value)) {
-            o.digits = static_cast<unsigned int>(ParseInt(value, "fraction digits", 0, 3));
-        } else {
-            throw UsageError(kTimeUsage);
-        }
-    }
-    return o;
+    minutes = static_cast<int>(v);
+    name = comma == std::string::npos ? std::string() : text.substr(comma + 1);
+    return "";
 }
 
 ka::kor::String Translate(const std::string& pattern) {
@@ -112,11 +69,12 @@ ka::kor::String Translate(const std::string& pattern) {
         pattern.c_str(), static_cast<unsigned int>(pattern.size() + 1));
 }
 
-}  // namespace
-
-int TimeCommand(const Args& args, std::ostream& out) {
+int Run(const Options& o, std::ostream& out) {
     using namespace ka::kor;
-    const Options o = Parse(args);
+    const Mode mode = o.local ? Mode::kLocal : (!o.zone.empty() ? Mode::kZone : Mode::kUtc);
+    int zoneMinutes = 0;
+    std::string zoneName;
+    ParseZone(o.zone, zoneMinutes, zoneName);
     // Month and day names, the decimal separator and the output encoding follow the user's
     // locale.
     std::setlocale(LC_ALL, "");
@@ -126,7 +84,7 @@ int TimeCommand(const Args& args, std::ostream& out) {
     const String time = Translate(o.timePattern);
     String text;
     const char* label = "utc:      ";
-    switch (o.mode) {
+    switch (mode) {
         case Mode::kUtc:
             text = osdep::AbsTimeToString(now, date.c_str(), time.c_str(), o.digits,
                                           osdep::kUTCTime, false, nullptr);
@@ -139,7 +97,7 @@ int TimeCommand(const Args& args, std::ostream& out) {
         case Mode::kZone:
             label = "zone:     ";
             text = osdep::AbsTimeToStringForTimeZone(
-                now, TimeZone(String(o.zoneName.c_str()), static_cast<std::int16_t>(o.zoneMinutes)),
+                now, TimeZone(String(zoneName.c_str()), static_cast<std::int16_t>(zoneMinutes)),
                 date.c_str(), time.c_str(), o.digits, false);
             break;
     }
@@ -154,6 +112,44 @@ int TimeCommand(const Args& args, std::ostream& out) {
                   now.word(3), now.word(2), now.word(1), now.word(0));
     out << line << label << AString(text).c_str() << '\n';
     return 0;
+}
+
+}  // namespace
+
+Action DefineTimeCommand(CLI::App& app) {
+    auto o = std::make_shared<Options>();
+    const CLI::Validator pattern(CheckPattern, "PATTERN");
+    const CLI::Validator zone(
+        [](std::string& text) {
+            int minutes;
+            std::string name;
+            return ParseZone(text, minutes, name);
+        },
+        "MINUTES[,NAME]");
+    CLI::Option* utc = app.add_flag("--utc", o->utc, "in UTC (the default)");
+    CLI::Option* local = app.add_flag("--local", o->local, "in local time");
+    CLI::Option* zoned = app.add_option("--zone", o->zone,
+                                        "in a zone MINUTES from UTC (-1440 to 1440) with an "
+                                        "optional NAME, e.g. --zone=-300,EST")
+                             ->check(zone)
+                             ->option_text("MINUTES[,NAME]");
+    utc->excludes(local)->excludes(zoned);
+    local->excludes(zoned);
+    app.add_option("--date", o->datePattern, "date pattern (default yyyy-MM-dd)")
+        ->check(pattern)
+        ->option_text("PATTERN");
+    app.add_option("--time", o->timePattern, "time pattern (default HH:mm:ss)")
+        ->check(pattern)
+        ->option_text("PATTERN");
+    app.add_option("--digits", o->digits, "fraction digits of the seconds, 0 to 3 (default 3)")
+        ->check(CLI::Range(0u, 3u))
+        ->option_text("N");
+    app.footer(
+        "Prints the seconds since 1904-01-01 UTC, the fraction, the four words of the time stamp "
+        "and its text. Give only one of --utc, --local and --zone. Patterns use the Windows "
+        "letters, such as yyyy-MM-dd and HH:mm:ss; the era "
+        "letter g is not supported.");
+    return [o](std::ostream& out) { return Run(*o, out); };
 }
 
 }  // namespace katag

@@ -1,8 +1,11 @@
 // katag url TEXT: how the library reads an item address: its render type, its components and the
 // text it renders back.
 
+#include <memory>
 #include <stdexcept>
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 #include "Commands.h"
 #include "ka/kor/VestaURL.h"
@@ -25,14 +28,9 @@ const char* SeparatorName(wchar_t sep) {
     return "other";
 }
 
-}  // namespace
-
-int UrlCommand(const Args& args, std::ostream& out) {
-    if (args.size() != 1) {
-        throw UsageError("usage: katag url TEXT (for example: katag url '\\\\m1\\proc\\a.b')");
-    }
+int Run(const std::string& address, std::ostream& out) {
     using ka::kor::VestaURL;
-    const ka::kor::String text = Wide(args[0]);
+    const ka::kor::String text = Wide(address);
     typedef ka::kor::lurlparse::PathSeparator<wchar_t> Parser;
     const int status = Parser::Parse(text.begin(), text.end());
     VestaURL url;
@@ -55,6 +53,16 @@ int UrlCommand(const Args& args, std::ostream& out) {
     }
     out << "rendered:    " << Printable(url.str()) << '\n';
     return 0;
+}
+
+}  // namespace
+
+Action DefineUrlCommand(CLI::App& app) {
+    auto text = std::make_shared<std::string>();
+    app.add_option("TEXT", *text,
+                   "the item address, e.g. '\\\\m1\\proc\\a.b' (after -- if it starts with -)")
+        ->required();
+    return [text](std::ostream& out) { return Run(*text, out); };
 }
 
 }  // namespace katag

@@ -1,5 +1,6 @@
 #include "ka/kor/AutoBuffer.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -308,7 +309,7 @@ void AutoBuffer::circularSerialize(unsigned char* ringBegin, const unsigned char
     std::uint32_t remaining = length;
     const auto untilEnd = static_cast<std::uint64_t>(ringEnd - cursor);
     if (remaining > untilEnd) {
-        std::memcpy(cursor, from, untilEnd);
+        std::memcpy(cursor, from, static_cast<std::size_t>(untilEnd));  // below remaining
         from += untilEnd;
         remaining -= static_cast<std::uint32_t>(untilEnd);
         cursor = ringBegin;

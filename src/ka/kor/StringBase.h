@@ -433,7 +433,9 @@ class StringBase {
         return std::is_same<C, char>::value && std::is_same<X, char>::value ? "US-ASCII" : "";
     }
 
-    static size_type checkedLength(std::size_t n) {
+    // Takes 64 bits on every build: a sum of two lengths must be compared before it is narrowed,
+    // or a 32-bit size_t wraps it to a small number that passes.
+    static size_type checkedLength(std::uint64_t n) {
         if (n > max_size()) {
             ThrowStringTooLarge();
         }

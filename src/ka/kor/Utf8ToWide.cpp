@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "ka/kor/exception.h"
 
@@ -318,7 +319,12 @@ wchar_t* Utf8ToWide(const char* bytes, unsigned int count) {
     }
     // Every character takes at least one byte, so count + 1 characters always suffice; one pass
     // over the input is cheaper than measuring first, and the room lets blocks be written whole.
-    std::unique_ptr<wchar_t[]> out(new wchar_t[static_cast<std::size_t>(count) + 1]);
+    // The size is worked out in 64 bits: on a 32-bit build count + 1 would wrap to nothing.
+    const std::uint64_t chars = std::uint64_t{count} + 1;
+    if (chars > SIZE_MAX / sizeof(wchar_t)) {
+        throw std::bad_alloc();
+    }
+    std::unique_ptr<wchar_t[]> out(new wchar_t[static_cast<std::size_t>(chars)]);
     const unsigned char* p = reinterpret_cast<const unsigned char*>(bytes);
     *Decode<true>(p, p + count, out.get()) = L'\0';
     return out.release();

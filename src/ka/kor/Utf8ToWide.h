@@ -8,7 +8,8 @@ namespace kor {
 
 // Decodes count bytes into a new zero-terminated array (release with delete[]). Embedded zero
 // bytes decode to zero characters. Throws InvalidSequence on malformed input, including a last
-// sequence that runs past count.
+// sequence that runs past count, and std::bad_alloc, reading nothing, when no array of count + 1
+// characters can be had (on a 32-bit build for any count from 2^30 - 1).
 wchar_t* Utf8ToWide(const char* bytes, unsigned int count);
 
 // Number of characters that count bytes decode to; throws InvalidSequence exactly where

@@ -37,8 +37,9 @@ inline std::uint32_t EncodedSize(std::uint32_t u) {
     return 1u + (v >= 0x80) + (v >= 0x800) + (v >= 0x10000) + (v >= 0x200000) + (v >= 0x4000000);
 }
 
-std::size_t EncodedSize(const wchar_t* p, const wchar_t* end) {
-    std::size_t n = 0;
+// Counted in 64 bits: on a 32-bit build a long text of six-byte characters would wrap a size_t.
+std::uint64_t EncodedSize(const wchar_t* p, const wchar_t* end) {
+    std::uint64_t n = 0;
 #if defined(__SSE2__)
     // Sixteen characters at a time: an ASCII block counts sixteen at once; otherwise each
     // threshold passed adds one per character (cmpgt yields -1, which is subtracted), with the
@@ -76,7 +77,7 @@ std::size_t EncodedSize(const wchar_t* p, const wchar_t* end) {
         }
         std::uint32_t lanes[4];
         _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), extra);
-        n += 16u * static_cast<std::size_t>(blocks) + lanes[0] + lanes[1] + lanes[2] + lanes[3];
+        n += 16u * static_cast<std::uint64_t>(blocks) + lanes[0] + lanes[1] + lanes[2] + lanes[3];
     }
 #endif
     for (; p != end; ++p) {
@@ -310,7 +311,7 @@ char* Encode(const wchar_t*& position, const wchar_t* end, char* out, const char
 
 // The public sizes are 32-bit; a text whose encoding would not fit is refused rather than
 // measured wrongly.
-unsigned int CheckedSize(std::size_t n) {
+unsigned int CheckedSize(std::uint64_t n) {
     if (n > 0xFFFFFFFEu) {
         throw exception::BoundExceeded2(__LINE__, kSourceFile, "Resulting string too large");
     }

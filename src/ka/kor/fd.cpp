@@ -47,6 +47,10 @@ namespace {
 // deep enough to exhaust the stack, so nesting beyond any real type is refused.
 constexpr unsigned kMaxNestingDepth = 256;
 
+// Sizes and counts are worked out in 64 bits; one that no 32-bit size field can hold never
+// describes bytes of a packet.
+constexpr std::uint64_t kMaxSize = 0xFFFFFFFFu;
+
 std::uint16_t ReadUI16(const unsigned char* p) noexcept {
     std::uint16_t v;
     std::memcpy(&v, p, 2);
@@ -63,26 +67,77 @@ std::size_t Remaining(const unsigned char* p, const unsigned char* end) noexcept
     return p <= end ? static_cast<std::size_t>(end - p) : 0;
 }
 
-std::uint64_t RoundUpEven(std::uint32_t n) noexcept {
-    return static_cast<std::uint64_t>(n) + (n & 1u);
+std::uint64_t RoundUpEven(std::uint64_t n) noexcept {
+    return n + (n & 1u);
 }
 
-std::uint32_t DataSize(const unsigned char* type, const unsigned char* data,
-                       const unsigned char* end, unsigned depth);
+// An element size that a 32-bit result can carry; a larger one cannot lie before any end.
+std::uint32_t CheckedElementSize(std::uint64_t n) {
+    if (n > kMaxSize) {
+        ThrowSyntaxError(kCodeReadLine);
+    }
+    return static_cast<std::uint32_t>(n);
+}
 
-std::uint32_t ArrayDataSize(const unsigned char* type, const unsigned char* data,
-                            const unsigned char* end, unsigned depth) {
+[[noreturn]] void ThrowNestedTooDeeply(std::uint32_t line) {
+    throw exception::SyntaxError(line, kSourceFile, "type nested too deeply");
+}
+
+// The type element of the MD held by the description at description: a 4-byte size counting
+// itself, then the MD. Nested descriptions must hold their MD: a description smaller than its
+// MD would let members and elements share bytes with what stands after them, and a walk over
+// such sharing can revisit the same bytes a number of times exponential in the nesting depth.
+// Holding to it, every nested MD lies inside the one around it, so the type is a tree whose
+// nodes the walks below visit once per element they size.
+const unsigned char* HeldType(const unsigned char* description, const unsigned char* end) {
+    const std::uint32_t size = GetUI32(description, end, TAEndianLittle);
+    if (size > Remaining(description, end) || size < 4 ||
+        GetMDSize(description + 4, end) > size - 4) {
+        ThrowSyntaxError(kClusterWalkLine);
+    }
+    return GetTypeFromMD(description + 4, end);
+}
+
+// Checks HeldType for every description nested in the type at type, all the way down, in one
+// pass over the type; the walks over an array's elements then trust them, rather than check the
+// same descriptions again for every element.
+void CheckNesting(const unsigned char* type, const unsigned char* end, unsigned depth) {
+    const std::uint16_t code = ReadCode(type, end);
+    if (IsScalarCode(code)) {
+        return;
+    }
+    if (depth > kMaxNestingDepth) {
+        ThrowNestedTooDeeply(__LINE__);
+    }
+    if (code == Code(FlexType::Array)) {
+        CheckRoom(type, 4, end, kArrayHeadLine);
+        if (!IsScalarCode(ReadCode(GetTypeFromPacket(type + 4, end), end))) {
+            CheckNesting(HeldType(type + 4, end), end, depth + 1);
+        }
+    } else if (code == Code(FlexType::Cluster)) {
+        CheckRoom(type, 4, end, kCodeReadLine);
+        const std::uint32_t members = ReadUI16(type + 2);
+        const unsigned char* description = type + 4;
+        for (std::uint32_t i = 0; i < members; ++i) {
+            CheckNesting(HeldType(description, end), end, depth + 1);
+            description += GetUI32(description, end, TAEndianLittle);
+        }
+    }
+}
+
+// The walks: trusted tells that CheckNesting has passed the type already.
+std::uint64_t DataSize(const unsigned char* type, const unsigned char* data,
+                       const unsigned char* end, unsigned depth, bool trusted);
+
+std::uint64_t ArrayDataSize(const unsigned char* type, const unsigned char* data,
+                            const unsigned char* end, unsigned depth, bool trusted) {
     CheckRoom(type, 4, end, kArrayHeadLine);
     const std::uint32_t dims = 4u * ReadUI16(type + 2);
     if (data == nullptr) {
         return dims;
     }
     CheckRoom(data, dims, end, kArrayHeadLine);
-    // The product of the signed sizes, in 32 bits; its bits are the same signed or unsigned.
-    std::uint32_t count = 1;
-    for (std::uint32_t offset = 0; offset < dims; offset += 4) {
-        count *= GetUI32(data + offset, end, TAEndianLittle);
-    }
+    const std::uint64_t count = GetElementCount(data, dims / 4, end);
     if (count == 0) {
         return dims;
     }
@@ -91,10 +146,13 @@ std::uint32_t ArrayDataSize(const unsigned char* type, const unsigned char* data
     if (IsScalarCode(elementCode)) {
         return dims + count * ScalarSize(elementCode);
     }
+    if (!trusted) {
+        CheckNesting(HeldType(type + 4, end), end, depth + 1);
+    }
     const unsigned char* p = data + dims;
-    std::uint32_t total = dims;
-    for (std::uint32_t i = 0; i < count; ++i) {
-        const std::uint64_t size = RoundUpEven(DataSize(elementType, p, end, depth + 1));
+    std::uint64_t total = dims;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        const std::uint64_t size = RoundUpEven(DataSize(elementType, p, end, depth + 1, true));
         if (size == 0) {
             // Every further element is read from the same bytes, so it is empty as well.
             break;
@@ -103,50 +161,50 @@ std::uint32_t ArrayDataSize(const unsigned char* type, const unsigned char* data
             ThrowSyntaxError(kClusterWalkLine);
         }
         p += size;
-        total += static_cast<std::uint32_t>(size);
+        total += size;
     }
     return total;
 }
 
-std::uint32_t ClusterDataSize(const unsigned char* type, const unsigned char* data,
-                              const unsigned char* end, unsigned depth) {
+std::uint64_t ClusterDataSize(const unsigned char* type, const unsigned char* data,
+                              const unsigned char* end, unsigned depth, bool trusted) {
     CheckRoom(type, 4, end, kCodeReadLine);
     const std::uint32_t members = ReadUI16(type + 2);
     const unsigned char* description = type + 4;
-    std::uint32_t total = 0;
+    std::uint64_t total = 0;
     for (std::uint32_t i = 0; i < members; ++i) {
-        const unsigned char* memberType = GetTypeFromPacket(description, end);
-        const std::uint64_t size = RoundUpEven(DataSize(memberType, data, end, depth + 1));
-        total += static_cast<std::uint32_t>(size);
+        // A description of size 0 cannot hold its member, so HeldType raises SyntaxError rather
+        // than the walk stopping there: no writer makes one, and taking the members before it as
+        // the whole cluster would read the data against a member count that says otherwise.
+        const unsigned char* memberType =
+            trusted ? GetTypeFromMD(description + 4, end) : HeldType(description, end);
+        const std::uint64_t size = RoundUpEven(DataSize(memberType, data, end, depth + 1, trusted));
+        total += size;
         if (data != nullptr) {
             if (size > Remaining(data, end)) {
                 ThrowSyntaxError(kClusterWalkLine);
             }
             data += size;
         }
-        const std::uint32_t descriptionSize = GetUI32(description, end, TAEndianLittle);
-        if (descriptionSize > Remaining(description, end)) {
-            ThrowSyntaxError(kClusterWalkLine);
-        }
-        description += descriptionSize;
+        description += GetUI32(description, end, TAEndianLittle);
     }
     return total;
 }
 
-std::uint32_t DataSize(const unsigned char* type, const unsigned char* data,
-                       const unsigned char* end, unsigned depth) {
+std::uint64_t DataSize(const unsigned char* type, const unsigned char* data,
+                       const unsigned char* end, unsigned depth, bool trusted) {
     const std::uint16_t code = ReadCode(type, end);
     if (IsScalarCode(code)) {
         return ScalarSize(code);
     }
     if (depth > kMaxNestingDepth) {
-        throw exception::SyntaxError(__LINE__, kSourceFile, "type nested too deeply");
+        ThrowNestedTooDeeply(__LINE__);
     }
     switch (static_cast<FlexType>(code)) {
         case FlexType::Array:
-            return ArrayDataSize(type, data, end, depth);
+            return ArrayDataSize(type, data, end, depth, trusted);
         case FlexType::Cluster:
-            return ClusterDataSize(type, data, end, depth);
+            return ClusterDataSize(type, data, end, depth, trusted);
         case FlexType::Opaque:
             return data != nullptr ? GetUI32(data, end, TAEndianLittle) : 8;
         default:
@@ -154,9 +212,9 @@ std::uint32_t DataSize(const unsigned char* type, const unsigned char* data,
     }
     switch (code >> 8) {
         case 0x09:
-            return data != nullptr ? 4 + GetUI32(data, end, TAEndianLittle) : 4;
+            return data != nullptr ? 4 + std::uint64_t{GetUI32(data, end, TAEndianLittle)} : 4;
         case 0x0A:
-            return data != nullptr ? 4 + 2 * GetUI32(data, end, TAEndianLittle) : 4;
+            return data != nullptr ? 4 + 2 * std::uint64_t{GetUI32(data, end, TAEndianLittle)} : 4;
         default:
             return 0;
     }
@@ -211,7 +269,7 @@ std::uint32_t GetMDEltSize(const unsigned char* element, const unsigned char* en
     const std::uint16_t code = ReadCode(element, end);
     switch (code & kClassMask) {
         case kAttributeClass:
-            return 2 + GetUI32(element + 2, end, TAEndianLittle);
+            return CheckedElementSize(2 + std::uint64_t{GetUI32(element + 2, end, TAEndianLittle)});
         case kMarkerClass:
             return 2;
         case 0:
@@ -222,7 +280,7 @@ std::uint32_t GetMDEltSize(const unsigned char* element, const unsigned char* en
     const FlexType type = static_cast<FlexType>(code & kTypeCodeMask);
     if (type == FlexType::Array) {
         CheckRoom(element, 4, end, kArrayHeadLine);
-        return 4 + GetUI32(element + 4, end, TAEndianLittle);
+        return CheckedElementSize(4 + std::uint64_t{GetUI32(element + 4, end, TAEndianLittle)});
     }
     if (type != FlexType::Cluster) {
         return 2;
@@ -242,7 +300,8 @@ std::uint32_t GetMDEltSize(const unsigned char* element, const unsigned char* en
         }
         q += size;
     }
-    return static_cast<std::uint32_t>(q - element) + GetUI32(q, end, TAEndianLittle);
+    return CheckedElementSize(static_cast<std::uint64_t>(q - element) +
+                              GetUI32(q, end, TAEndianLittle));
 }
 
 const unsigned char* GetNextElt(const unsigned char* element, const unsigned char* end) {
@@ -301,7 +360,35 @@ std::uint32_t GetDataSize(FlexType type) {
 
 std::uint32_t GetDataSize(const unsigned char* type, const unsigned char* data,
                           const unsigned char* end) {
-    return DataSize(type, data, end, 0);
+    const std::uint64_t size = DataSize(type, data, end, 0, false);
+    if (size > kMaxSize) {
+        ThrowSyntaxError(kClusterWalkLine);
+    }
+    return static_cast<std::uint32_t>(size);
+}
+
+std::uint32_t GetElementCount(const unsigned char* dims, std::uint32_t numDims,
+                              const unsigned char* end) {
+    CheckRoom(dims, 4 * std::uint64_t{numDims}, end, kArrayHeadLine);
+    for (std::uint32_t i = 0; i < numDims; ++i) {
+        if (GetUI32(dims + 4 * i, end, TAEndianLittle) == 0) {
+            return 0;
+        }
+    }
+    std::uint64_t magnitude = 1;
+    bool negative = false;
+    for (std::uint32_t i = 0; i < numDims; ++i) {
+        const auto d = static_cast<std::int32_t>(GetUI32(dims + 4 * i, end, TAEndianLittle));
+        negative = negative != (d < 0);
+        magnitude *= static_cast<std::uint64_t>(d < 0 ? -std::int64_t{d} : std::int64_t{d});
+        if (magnitude > kMaxSize) {
+            ThrowSyntaxError(kArrayHeadLine);
+        }
+    }
+    if (negative) {
+        ThrowSyntaxError(kArrayHeadLine);
+    }
+    return static_cast<std::uint32_t>(magnitude);
 }
 
 const unsigned char* GetAttributeMD(const unsigned char* md, FlexAttr attr,

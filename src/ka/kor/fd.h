@@ -161,7 +161,8 @@ unsigned long MemCpy(unsigned char* dst, const unsigned char* dstEnd, const unsi
 // attribute packet's size for attributes; 0 for the undefined classes 0x2000, 0x6000, 0xA000,
 // 0xC000 and 0xE000; the full description of an array or cluster. A cluster's member count is
 // decremented before it is tested, so a count of 0 walks on until the walk passes end and raises
-// SyntaxError; that outcome is deliberate (a count of 0 never describes a valid cluster).
+// SyntaxError; that outcome is deliberate (a count of 0 never describes a valid cluster). A size
+// beyond 32 bits raises SyntaxError (line 223) instead of wrapping.
 std::uint32_t GetMDEltSize(const unsigned char* element, const unsigned char* end);
 
 // element + GetMDEltSize; SyntaxError (line 223) when that passes end.
@@ -193,11 +194,22 @@ std::uint32_t GetDataSize(FlexType type);
 
 // The data size of the value whose type element is at type and whose data is at data, or, for a
 // null data, the minimum size (as when a value is first created). Scalar arrays are sized by one
-// multiplication (32-bit, wrapping like the size fields); arrays of other elements and clusters
-// are walked, each element or member rounded up to even. Sizes read from the data are not checked
-// against end beyond the walk itself: callers that use the bytes check them.
+// multiplication; arrays of other elements and clusters are walked, each element or member
+// rounded up to even, in time linear in the MD times the elements walked. Sizes read from the data
+// are not checked against end beyond the walk itself: callers that use the bytes check them.
+//
+// Nothing wraps: an array's element count is GetElementCount's (line 472), and a size beyond 32
+// bits raises line 454. Every nested MD that is walked must lie inside the description that holds
+// it (its size counting the 4-byte size field and the MD), else line 454; so does a cluster member
+// description of size 0.
 std::uint32_t GetDataSize(const unsigned char* type, const unsigned char* data,
                           const unsigned char* end);
+
+// The element count of an array whose numDims signed 32-bit sizes are at dims: their product, 0
+// when any of them is 0 whatever the others say. Formed without wrapping: a product that is
+// negative or beyond 32 bits raises SyntaxError (line 472), as do sizes that run past end.
+std::uint32_t GetElementCount(const unsigned char* dims, std::uint32_t numDims,
+                              const unsigned char* end);
 
 // ---- Attributes ---------------------------------------------------------------------------------
 

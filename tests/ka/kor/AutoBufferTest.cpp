@@ -160,9 +160,26 @@ TEST(AutoBuffer, SerializesLengthThenBytesAndAFailedReadChangesNothing) {
         EXPECT_EQ(c.input.data(), in);
         EXPECT_EQ(B("keep"), Contents(target));
     }
+}
+
+TEST(AutoBuffer, CountsNear4GiBAreRefusedBeforeAnythingIsReadOrAllocated) {
     AutoBuffer big(U("abc"), 3);
-    EXPECT_THROW(big.Skip(0xFFFFFFFFu), std::bad_alloc);
-    EXPECT_EQ(B("abc"), Contents(big));
+    std::vector<std::function<void()>> tooLarge = {
+        [&] { big.Skip(0xFFFFFFFFu); },
+        [&] { big.Append(U("x"), 0xFFFFFFFDu); },  // a length of exactly 2^32
+        [&] { big.Append(U("x"), 0xFFFFFF80u); },  // fits, but not with the growth margin
+        [&] { big.Modify(0xFFFFFFF0u, U("x"), 0x20u); },
+    };
+    if constexpr (sizeof(std::size_t) == 4) {
+        // On x86_64 these blocks could really be had, so they are tried on i386 only.
+        tooLarge.push_back([&] { big.Reserve(0xFFFFFFFFu); });
+        tooLarge.push_back([] { AutoBuffer(0xFFFFFFFFu); });
+    }
+    for (std::size_t i = 0; i < tooLarge.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_THROW(tooLarge[i](), std::bad_alloc);
+        EXPECT_EQ(B("abc"), Contents(big));
+    }
 }
 
 // The raw ring bytes are checked too, so that a writer and a reader sharing a mistake fail.

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "ka/kor/Base64Decode.h"
+#include "ka/kor/exception.h"
 
 namespace {
 
@@ -53,6 +54,15 @@ TEST(Base64, RoundTripsRandomBytesOfEveryLength) {
         const AString text = Encode(bytes);
         EXPECT_EQ((length + 2) / 3 * 4, text.size());
         EXPECT_EQ(bytes, Std(Base64Decode(text)));
+    }
+}
+
+TEST(Base64, RefusesACountWhoseTextWouldBeTooLong) {
+    // Sized in 64 bits before anything is read: these counts name far more bytes than exist.
+    const unsigned char byte = 0;
+    for (const std::uint32_t count : {0xFFFFFFFFu, 0xC0000000u, 0x60000000u}) {
+        SCOPED_TRACE(count);
+        EXPECT_THROW(Base64Encode(BufferWrapper(&byte, count)), exception::BoundExceeded2);
     }
 }
 

@@ -47,6 +47,11 @@ TEST(BufferWrapper, SerializesWithoutCopyingAndAFailedReadChangesNothing) {
     const std::string abc = "abc";
     Bytes storage(9, 0xEE);
     unsigned char* p = storage.data() + 1;
+    // A view too long for its own length field is refused before a byte of it is read.
+    for (const std::uint32_t length : {0xFFFFFFFFu, 0xFFFFFFFCu}) {
+        EXPECT_THROW(BufferWrapper(storage.data(), length).serialize(p, storage.data() + 9),
+                     exception::BufferOverflow);
+    }
     EXPECT_EQ(
         "ka/kor/little_endian:111: Buffer overflowed",
         ThrowSite<exception::BufferOverflow>([&] { View(abc).serialize(p, storage.data() + 7); }));

@@ -47,6 +47,12 @@ long double As(const FlexData& f) {
     return (f.*Getter)();
 }
 
+// Overwrites the block's bytes from offset, as a caller writing through begin() may.
+void Poke(FlexData& f, std::size_t offset, const char* hex) {
+    const Bytes bytes = Hex(hex);
+    std::copy(bytes.begin(), bytes.end(), f.begin() + offset);
+}
+
 FlexData BoolOf(long v) {
     FlexData f;
     f.setBool(v);
@@ -239,6 +245,48 @@ TEST(FlexData, AdoptsPacketsOfOddSizePadded) {
     EXPECT_EQ(FlexType::Empty, g.getType());
 }
 
+// Packets no writer makes: each is refused at once, before any block is sized from it, and a
+// failed deserialize leaves the target empty and the cursor where it was.
+TEST(FlexData, HostilePacketsAreRefusedAtOnce) {
+    const struct {
+        const char* name;
+        std::string hex;
+    } cases[] = {
+        {"size 1", "01000000"},
+        {"size 2", "02000000 0000"},
+        {"size 5", "05000000 0001 00"},
+        {"nested clusters of zero-sized members",
+         "16000000 0108 FFFF 00000000 0108 FFFF 00000000 0001"},
+        {"65536 x 65536 elements", "16000000 0008 0200 06000000 0001 00000100 00000100"},
+        {"a string of 2^32 - 1 bytes", "0A000000 0009 FFFFFFFF"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        HeapBytes source(Hex(c.hex));
+        FlexData target(7);
+        const unsigned char* cursor = source.begin();
+        EXPECT_THROW(target.deserialize(cursor, source.end()), SyntaxError);
+        EXPECT_EQ(FlexType::Empty, target.getType());
+        EXPECT_EQ(source.begin(), cursor);
+    }
+}
+
+TEST(FlexData, DeserializeStepsByTheSizeHeld) {
+    // An odd packet is padded to even, and the next one is read after its pad byte.
+    HeapBytes stream(Hex("07000000 0001 2A 00  00000000  0A000000 0003 07000000"));
+    const unsigned char* cursor = stream.begin();
+    FlexData f;
+    f.deserialize(cursor, stream.end());
+    EXPECT_EQ(42, f.getI8());
+    EXPECT_EQ(stream.begin() + 8, cursor);
+    f.deserialize(cursor, stream.end());
+    EXPECT_EQ(FlexType::Empty, f.getType());
+    EXPECT_EQ(stream.begin() + 12, cursor);
+    f.deserialize(cursor, stream.end());
+    EXPECT_EQ(7, f.getI32());
+    EXPECT_EQ(stream.end(), cursor);
+}
+
 TEST(FlexData, SerializationRoundTripAndFailures) {
     std::setlocale(LC_ALL, "C.UTF-8");
     const FlexData values[] = {FlexData(1), FlexData(), FlexData("odd"), FlexData(L"wide")};
@@ -307,6 +355,20 @@ TEST(FlexData, ArrayShapesAndElements) {
     EXPECT_EQ(6u, grid.getNumElts());
     EXPECT_EQ((Vector<unsigned char>{1, 2, 3, 4, 5, 250}), grid.getScalarArray<unsigned char>());
     EXPECT_THROW(grid.setScalarArray(values, Vector<std::int32_t>{-1}), InvalidArgument);
+    // A count that the dimensions' product would wrap is refused, not read as another count.
+    Poke(grid, 14, "00000100 00000100");  // [65536, 65536]
+    EXPECT_THROW(grid.getNumElts(), SyntaxError);
+
+    // Any dimension of 0 makes an empty array, whatever the others are.
+    for (const Vector<std::int32_t>& dims :
+         {Vector<std::int32_t>{2, 0}, Vector<std::int32_t>{0, 5}, Vector<std::int32_t>{0}}) {
+        FlexData empty;
+        empty.setScalarArray(values, dims, FlexType::I16);
+        const FlexData read = Adopt(PacketOf(empty));
+        EXPECT_EQ(dims, read.getDims());
+        EXPECT_EQ(0u, read.getNumElts());
+        EXPECT_TRUE(read.getScalarArray<int>().empty());
+    }
     EXPECT_THROW(grid.setScalarArray(values, 3, FlexType::Bool), InvalidArgument);
 
     const char xy[] = "x\0y";
@@ -357,7 +419,10 @@ TEST(FlexData, WaveformsOfOddSizeKeepTheSuffixAfterTheSamples) {
 TEST(FlexData, WaveformSampleTypes) {
     FlexData f;
     const double samples[] = {1.5, -2.5};
-    for (FlexType refused : {FlexType::Bool, FlexType::Bool16}) {
+    // Booleans, and sample types that may take no bytes, whose counts nothing could check.
+    for (FlexType refused :
+         {FlexType::Bool, FlexType::Bool16, FlexType::Void, FlexType::Cluster, FlexType::Array}) {
+        SCOPED_TRACE(fd::Code(refused));
         EXPECT_THROW(f.setWaveform(kT0, 1.0, samples, 2, refused), InvalidArgument);
         EXPECT_THROW(f.setWaveform(kT0, 1.0, refused, 0, BufferWrapper()), InvalidArgument);
     }
@@ -372,6 +437,32 @@ TEST(FlexData, WaveformSampleTypes) {
     EXPECT_THROW(f.getWaveform<double>(), InvalidArgument);
     EXPECT_THROW(f.setWaveform(kT0, 1.0, FlexType::I16, 2, BufferWrapper(strings.data(), 3)),
                  InvalidArgument);
+}
+
+// Sample counts are checked against the bytes that hold the samples before anything is sized
+// from them; a sample type that takes no bytes makes no valid waveform.
+TEST(FlexData, WaveformCountsNeverOutgrowThePacket) {
+    const FlexData voids = Adopt(Hex(WaveformHex("A6000000", "0100", "FFFFFF7F")));
+    ASSERT_TRUE(voids.isWaveform());
+    EXPECT_THROW(voids.getWaveformSampleCount(), InvalidArgument);
+    EXPECT_THROW(voids.getWaveform<double>(), InvalidArgument);
+    EXPECT_THROW(voids.getWaveform<unsigned char>(), InvalidArgument);
+
+    FlexData bytes(FlexData::Waveform<signed char>{kT0, 0.25, {1, 2}});
+    Poke(bytes, 142, "FFFFFF7F");  // the sample count
+    EXPECT_THROW(bytes.getWaveformSampleCount(), SyntaxError);
+    EXPECT_THROW(bytes.getWaveform<double>(), SyntaxError);
+
+    // The same sample type and count in a multi-waveform.
+    const FlexData::Waveform<signed char> none{kT0, 0.25, {}};
+    Bytes waves = PacketOf(FlexData(Vector<FlexData::Waveform<signed char>>{none}));
+    const Bytes voidType = Hex("0100");
+    const Bytes count = Hex("FFFFFF7F");
+    std::copy(voidType.begin(), voidType.end(), waves.begin() + 92);
+    std::copy(count.begin(), count.end(), waves.begin() + 154);
+    const FlexData hostile = Adopt(waves);
+    ASSERT_TRUE(hostile.isWaves());
+    EXPECT_THROW(hostile.getWaves<double>(), InvalidArgument);
 }
 
 TEST(FlexData, WavesRoundTripAndAreSizedByTheGenericWalk) {

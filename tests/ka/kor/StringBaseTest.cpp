@@ -111,11 +111,28 @@ TYPED_TEST(StringBaseOps, BuildsGrowsAndResizesWithinBounds) {
     g = g.c_str() + 3;
     EXPECT_EQ(expected.substr(3), Ascii(g));
 
-    g = Make<S>("a");
-    EXPECT_THROW(g.append(S::max_size(), 'x'), BoundExceeded2);
-    EXPECT_THROW(g.resize(S::max_size() + 1), BoundExceeded2);
-    EXPECT_THROW(S(S::max_size() + 1, 'x'), BoundExceeded2);
-    EXPECT_EQ("a", Ascii(g));
+    // Counts near 2^32: lengths are summed without wrapping on either build, so a sum that a
+    // 32-bit size would wrap to a small number is refused like any other that is too large.
+    g = Make<S>("abc");
+    const typename S::size_type npos = S::npos;
+    const struct {
+        const char* what;
+        std::function<void()> op;
+    } tooLarge[] = {
+        {"append max_size", [&] { g.append(S::max_size(), 'x'); }},
+        {"append summing to 2^32", [&] { g.append(npos - 2, 'x'); }},
+        {"append summing past 2^32", [&] { g.append(npos, 'x'); }},
+        {"resize max_size + 1", [&] { g.resize(S::max_size() + 1); }},
+        {"resize npos", [&] { g.resize(npos, 'x'); }},
+        {"reserve npos", [&] { g.reserve(npos); }},
+        {"count constructor", [&] { S(S::max_size() + 1, 'x'); }},
+        {"count constructor npos", [&] { S(npos, 'x'); }},
+    };
+    for (const auto& c : tooLarge) {
+        SCOPED_TRACE(c.what);
+        EXPECT_THROW(c.op(), BoundExceeded2);
+        EXPECT_EQ("abc", Ascii(g));
+    }
     try {
         g.reserve(S::max_size() + 1);
         FAIL();

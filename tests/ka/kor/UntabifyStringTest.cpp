@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "ka/kor/exception.h"
+
 namespace {
 
 using namespace ka::kor;
@@ -28,6 +30,14 @@ TEST(UntabifyString, EveryTabBecomesExactlyWidthSpaces) {
         const String result =
             UntabifyString(String(c.text.data(), c.text.data() + c.text.size()), c.width);
         EXPECT_EQ(c.expected, std::wstring(result.begin(), result.end()));
+    }
+}
+
+TEST(UntabifyString, RefusesAResultTooLongWhateverTheWidth) {
+    // Two tabs of width 2^31 make 2^32 + 1 characters, which a 32-bit sum would wrap to 1.
+    for (const unsigned int width : {0xFFFFFFFFu, 0x80000000u}) {
+        SCOPED_TRACE(width);
+        EXPECT_THROW(UntabifyString(String(L"a\t\t"), width), exception::BoundExceeded2);
     }
 }
 

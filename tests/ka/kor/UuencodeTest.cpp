@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ka/kor/Uudecode.h"
+#include "ka/kor/exception.h"
 
 namespace {
 
@@ -58,6 +59,14 @@ TEST(Uuencode, RoundTripsRandomBytesOfEveryLength) {
         EXPECT_EQ((length * 4 + 2) / 3, text.size());
         EXPECT_EQ(std::string::npos, text.find_first_of(" abcdefghijklmnopqrstuvwxyz{|}~"));
         EXPECT_EQ(bytes, Decode(text));
+    }
+}
+
+TEST(Uuencode, RefusesACountWhoseTextWouldBeTooLong) {
+    const unsigned char byte = 0;
+    for (const std::uint32_t count : {0xFFFFFFFFu, 0x60000000u}) {
+        SCOPED_TRACE(count);
+        EXPECT_THROW(Uuencode(&byte, count), exception::BoundExceeded2);
     }
 }
 

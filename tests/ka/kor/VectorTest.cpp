@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -39,6 +40,19 @@ TEST(Vector, GrowsInsertsAndErasesKeepingElementsInOrder) {
     EXPECT_EQ((Vector<int>{4}), n);
     EXPECT_EQ("ka/kor/Vector:13: Out of range: Vector index out of range",
               ka_test::ThrowSite<ka::kor::exception::OutOfRange>([&] { n.at(1); }));
+}
+
+TEST(Vector, RefusesCountsNear4GiBWithoutAllocating) {
+    Vector<int> v{1, 2};
+    const std::function<void()> tooLarge[] = {
+        [] { Vector<int>(0xFFFFFFFFu); },  [&] { v.reserve(0xFFFFFFFFu); },
+        [&] { v.resize(0x80000000u); },  // 8 GiB of int: the bytes wrap a 32-bit size
+        [] { Vector<int>().assign(0xFFFFFFFFu, 7); }, [] { Vector<double>().reserve(0x10000000u); },
+    };
+    for (const auto& op : tooLarge) {
+        EXPECT_THROW(op(), ka::kor::exception::BoundExceeded2);
+    }
+    EXPECT_EQ((Vector<int>{1, 2}), v);
 }
 
 TEST(Vector, CopiesAreIndependentAndMovesTransfer) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -117,6 +118,17 @@ TEST(Utf8ToWide, AcceptsTheFormsAnEncoderNeverWrites) {
     const char bytes[] = "ab\xE2\x82\xAC";
     EXPECT_EQ(3u, GetUtf8StringLength(bytes, 5));
     EXPECT_THROW(GetUtf8StringLength(bytes, 4), InvalidSequence);
+}
+
+TEST(Utf8ToWide, RefusesACountWhoseArrayCannotBeHad) {
+    if constexpr (sizeof(std::size_t) > 4) {
+        GTEST_SKIP() << "only a 32-bit size_t wraps count + 1 characters";
+    } else {
+        // Nothing is read: the array for count + 1 characters is refused first.
+        const char bytes[] = "abc";
+        EXPECT_THROW(Utf8ToWide(bytes, 0xFFFFFFFFu), std::bad_alloc);
+        EXPECT_THROW(Utf8ToWide(bytes, 0x40000000u), std::bad_alloc);
+    }
 }
 
 TEST(Utf8ToWide, RejectsMalformedSequencesWhereverTheyStand) {

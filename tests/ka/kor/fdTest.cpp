@@ -144,6 +144,99 @@ TEST(fd, ElementSizes) {
     }
 }
 
+// Sizes and counts are formed without wrapping: what a 32-bit sum or product would wrap to a
+// small number is refused instead.
+TEST(fd, SizesAndCountsNeverWrap) {
+    const struct {
+        const char* name;
+        const char* type;
+        const char* data;
+        std::uint32_t size;
+        std::uint32_t line;  // 0 when the size is expected
+    } cases[] = {
+        {"AString of 2^32 - 3 bytes", "0009", "FDFFFFFF", 0, 454},
+        {"UTF16 of 2^31 units", "000A", "00000080", 0, 454},
+        {"2^30 I32 elements", "0008 0100 06000000 0003", "00000040", 0, 454},
+        {"65536 x 65536 I8 elements", "0008 0200 06000000 0001", "00000100 00000100", 0, 472},
+        {"a negative count", "0008 0100 06000000 0001", "FFFFFFFF", 0, 472},
+        {"two negative sizes", "0008 0200 06000000 0001", "FEFFFFFF FEFFFFFF 01020304", 12, 0},
+        {"2 x 0: empty", "0008 0200 06000000 0001", "02000000 00000000", 8, 0},
+        {"0 x -5: empty", "0008 0200 06000000 0001", "00000000 FBFFFFFF", 8, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        HeapBytes b(Hex(std::string(c.type) + c.data));
+        const unsigned char* data = b.begin() + Hex(c.type).size();
+        if (c.line == 0) {
+            EXPECT_EQ(c.size, fd::GetDataSize(b.begin(), data, b.end()));
+        } else {
+            EXPECT_EQ(At(c.line),
+                      ThrowSite<SyntaxError>([&] { fd::GetDataSize(b.begin(), data, b.end()); }));
+        }
+    }
+    // Element sizes of 2^32 and more.
+    for (const char* hex : {"0240 FFFFFFFF", "0008 0100 FEFFFFFF"}) {
+        SCOPED_TRACE(hex);
+        HeapBytes e(Hex(hex));
+        EXPECT_EQ(At(223), ThrowSite<SyntaxError>([&] { fd::GetMDEltSize(e.begin(), e.end()); }));
+    }
+}
+
+// count clusters of 8 bytes each whose member descriptions, all of size 8, are the size fields of
+// the clusters after them: cluster k has as members the clusters k + 1 to count, then a Void. The
+// members share bytes, and walking them as given takes about 2^count steps.
+Bytes SharingClusters(int count) {
+    Bytes md;
+    for (int k = 0; k < count; ++k) {
+        const Bytes cluster = Hex("0108 0000 08000000");
+        md.insert(md.end(), cluster.begin(), cluster.end());
+        md[md.size() - 6] = static_cast<unsigned char>(count - k);
+    }
+    const Bytes tail = Hex("0001 0000");
+    md.insert(md.end(), tail.begin(), tail.end());
+    return md;
+}
+
+TEST(fd, NestedDescriptionsMustHoldTheirMD) {
+    const struct {
+        const char* name;
+        Bytes type;
+        Bytes data;
+        std::uint32_t size;  // 0: refused at line 454
+    } cases[] = {
+        {"a description larger than its MD", Hex("0108 0200 08000000 0001 AAAA 06000000 0002"),
+         Hex("2A00 0100"), 4},
+        {"a zero-sized member", Hex("0108 0300 00000000 0001"), {}, 0},
+        {"zero-sized members nested", Hex("0108 FFFF 00000000 0108 FFFF 00000000 0001"), {}, 0},
+        {"a member description too small",
+         Hex("0108 0100 06000000 0108 0100 06000000 0001"),
+         {},
+         0},
+        {"an element description too small", Hex("0008 0100 04000000 0108 0100 06000000 0001"),
+         Hex("01000000"), 0},
+        {"a zero-sized member in the elements", Hex("0008 0100 08000000 0108 0100 00000000 0001"),
+         Hex("02000000"), 0},
+        {"members sharing bytes", SharingClusters(40), {}, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        Bytes all = c.type;
+        all.insert(all.end(), c.data.begin(), c.data.end());
+        HeapBytes b(all);
+        unsigned char* data = b.begin() + c.type.size();
+        if (c.size != 0) {
+            EXPECT_EQ(c.size, fd::GetDataSize(b.begin(), data, b.end()));
+            continue;
+        }
+        EXPECT_EQ(At(454),
+                  ThrowSite<SyntaxError>([&] { fd::GetDataSize(b.begin(), data, b.end()); }));
+        if (c.data.empty()) {  // the minimum size walks the members too
+            EXPECT_EQ(At(454), ThrowSite<SyntaxError>(
+                                   [&] { fd::GetDataSize(b.begin(), nullptr, b.end()); }));
+        }
+    }
+}
+
 TEST(fd, RecordedLinesOfTheChecks) {
     typedef unsigned char* P;
     const std::string room(58, '0');  // 29 bytes: the waveform type prefix and one byte more
