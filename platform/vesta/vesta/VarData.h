@@ -32,7 +32,8 @@ class VarData {
   public:
     // Empty (VT_EMPTY).
     VarData() noexcept;
-    // The flex-data form holding a copy of `value`'s packet.
+    // The flex-data form holding a copy of `value`'s packet; an empty FlexData (no packet) gives
+    // VT_EMPTY.
     explicit VarData(const ka::kor::FlexData& value);
     VarData(const VarData& other);
     VarData(VarData&& other) noexcept;
@@ -44,7 +45,8 @@ class VarData {
     bool empty() const noexcept { return type_ == VT_EMPTY; }
 
     // Makes this the flex-data form of the packet [begin, end). SyntaxError (and this unchanged)
-    // when the bytes are not one whole flex packet.
+    // when the bytes are not one whole flex packet: its size field must span the range (or all
+    // but the pad byte of an odd-sized packet). A lone zero size field gives VT_EMPTY.
     void flexData(const unsigned char* begin, const unsigned char* end);
     // The packet of a VT_FLEXDATA value; InvalidArgument for any other kind (Convert first).
     const ka::kor::FlexData& getFlexData() const;
@@ -55,6 +57,15 @@ class VarData {
     // Converts this value in place to `to`: VT_FLEXDATA from any kind but empty, a native kind
     // from its own flex type. InvalidArgument when there is no lossless way.
     void Convert(VarType to);
+
+    // The value as a flex packet whatever its kind (a native kind is its own flex type's plain
+    // packet); empty for VT_EMPTY.
+    const ka::kor::FlexData& packet() const noexcept { return flex_; }
+
+    // VT_I8 (long long: 64 bits on both builds, and one exported name) and VT_LPSTR (the bytes
+    // as they stand).
+    static VarData FromI8(long long v);
+    static VarData FromAString(const std::string& v);
 
     // Native values. Each raises InvalidArgument unless the value is of that kind.
     static VarData FromI4(std::int32_t v);

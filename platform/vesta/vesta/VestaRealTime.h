@@ -123,7 +123,9 @@ class IVestaRealTimeItem : public IUnknown {
   public:
     // Sends a value to the item's host. Negative at once when the item has no write right
     // (VESTA_E_ACCESSDENIED), is not known (VESTA_E_NOTCONNECTED), or the value cannot be
-    // converted to the item's type (VESTA_E_TYPEMISMATCH); a host's later refusal comes back as
+    // converted to the item's type (VESTA_E_TYPEMISMATCH). A provider that can ask the host
+    // before returning (the embedded one) returns its refusal as VESTA_E_REJECTED; one that
+    // cannot wait for the host returns S_OK and reports a later refusal as
     // OnStatusChange(item, IASTATUS_ACTIVE, VESTA_E_REJECTED).
     virtual HRESULT Write(const VarData* value) = 0;
     // The item's attributes as last received; flags 0 before any arrived.
@@ -156,7 +158,8 @@ class IVestaRealTimeReceiver : public IUnknown {
 // A client's connection to the provider.
 class IVestaRealTime : public IUnknown {
   public:
-    // Subscribes to the item at `url` (absolute item URL text, \\machine\process\path). Returns
+    // Subscribes to the item at `url` (absolute item URL text, \\machine\process\path; "." or
+    // any other name of this computer, such as "localhost", stands for its host name). Returns
     // at once, never waiting on the network, with *item set and one reference for the caller;
     // the subscription comes alive later: OnStatusChange IASTATUS_RESOLVING, then
     // IASTATUS_ACTIVE, OnAttributeChange, then OnDataChange with mask 0x7. A URL that does not

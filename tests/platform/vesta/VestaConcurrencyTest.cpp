@@ -1,0 +1,116 @@
+// Subscriptions added and released from many threads while their items change at full rate: no
+// notification may run after (or still be running when) its item's Release returns.
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ka/kor/FlexData.h"
+#include "ka/kor/osdep/GetCachedHostName.h"
+#include "ka/kor/osdep/ThreadTestSupport.h"
+#include "vesta/ItemHost.h"
+#include "vesta/VestaRealTime.h"
+
+namespace {
+
+using ka::kor::FlexData;
+
+constexpr int kThreads = 8;
+constexpr int kRounds = 300;
+constexpr int kItems = 16;
+
+// Client handle = thread * kRounds + round. Counts, per handle, whether its Release has returned,
+// and every notification that began or ended after that.
+class CountingReceiver final : public IVestaRealTimeReceiver {
+  public:
+    std::atomic<bool> released[kThreads * kRounds] = {};
+    std::atomic<int> late{0};
+    std::atomic<long> notifications{0};
+
+    HRESULT QueryInterface(const GUID& iid, void** out) override {
+        *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
+        return *out != nullptr ? S_OK : E_NOINTERFACE;
+    }
+    std::uint32_t AddRef() override { return 2; }  // lives on the test's stack
+    std::uint32_t Release() override { return 1; }
+    HRESULT OnDataChange(long item, std::uint32_t, const VarData* value, std::uint32_t,
+                         FILETIME) override {
+        check(item);
+        volatile std::int64_t sink = value->empty() ? 0 : 1;  // touch the value
+        (void)sink;
+        check(item);
+        return S_OK;
+    }
+    HRESULT OnAttributeChange(long item, const ITEMDETAILS*) override {
+        check(item);
+        return S_OK;
+    }
+    HRESULT OnStatusChange(long item, IASTATUS, HRESULT, std::uint32_t) override {
+        check(item);
+        std::this_thread::yield();  // widen the window in which a Release may arrive
+        check(item);
+        return S_OK;
+    }
+
+  private:
+    void check(long item) {
+        ++notifications;
+        if (released[item].load()) {
+            ++late;
+        }
+    }
+};
+
+TEST(VestaConcurrency, NoNotificationRunsAfterItsItemsReleaseReturns) {
+    unsetenv("KA_VESTA_URL");
+    IUnknown* session = GetVestaSession();
+    ASSERT_NE(nullptr, session) << VestaLastErrorText();
+    CountingReceiver receiver;
+    IVestaRealTime* rt = nullptr;
+    ASSERT_EQ(S_OK, NewVestaRealTime(session, &receiver, &rt));
+
+    auto host = std::make_unique<vesta::ItemHost>(session, L"concurrency");
+    std::vector<vesta::ItemHost::Item> items;
+    for (int i = 0; i < kItems; ++i) {
+        items.push_back(
+            host->createItem(L"item" + std::to_wstring(i), FlexData(0.0), VESTA_ACCESS_READ));
+    }
+    std::atomic<bool> stop{false};
+    std::thread updater([&] {
+        for (std::int64_t n = 0; !stop; ++n) {
+            items[n % kItems].update(FlexData(static_cast<double>(n)));
+        }
+    });
+
+    const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
+    const std::wstring prefix = L"\\\\" + std::wstring(h.begin(), h.end()) + L"\\concurrency\\item";
+    std::atomic<int> next{0};
+    ka_test::RunOnThreads(kThreads, [&] {
+        const int t = next++;
+        for (int r = 0; r < kRounds; ++r) {
+            const long handle = t * kRounds + r;
+            IVestaRealTimeItem* item = nullptr;
+            const std::wstring url = prefix + std::to_wstring((t + r) % kItems);
+            ASSERT_EQ(S_OK, rt->AddItem(url.c_str(), &item, nullptr, handle));
+            for (int spin = 0; spin < r % 7; ++spin) {
+                std::this_thread::yield();  // let some notifications start before the release
+            }
+            item->Release();
+            receiver.released[handle] = true;
+        }
+    });
+    stop = true;
+    updater.join();
+
+    EXPECT_EQ(0, receiver.late.load());
+    EXPECT_LT(0, receiver.notifications.load());
+    rt->Release();
+    host.reset();
+    session->Release();
+}
+
+}  // namespace
