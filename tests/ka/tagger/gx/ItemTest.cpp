@@ -212,15 +212,6 @@ TEST_F(ItemTest, ReceiverRoutesQualityBeforeData) {
     EXPECT_EQ("destroyed", log.back());
 }
 
-TEST_F(ItemTest, WithoutCallbackNotificationsOnlyMarkTheAttributes) {
-    Item* item = connect(L"\\\\m1\\p\\x");
-    fake::vesta().data(fake::vesta().item(0), 0x3, VarData::FromR8(1.0), 0);
-    EXPECT_FALSE(item->receivedAttributeChange());
-    fake::vesta().attributes(fake::vesta().item(0), 0);
-    EXPECT_TRUE(item->receivedAttributeChange());
-    delete item;
-}
-
 TEST(Receiver, AnswersForItsTwoInterfacesOnly) {
     Receiver* receiver = new Receiver();
     struct {
