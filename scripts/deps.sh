@@ -4,8 +4,10 @@
 set -eu
 
 # libcli11-dev and nlohmann-json3-dev are header-only, so one copy serves the i386 build too.
+# clang and its runtimes (libFuzzer and the sanitizers, both architectures) build the fuzz targets.
+# The MQTT provider links libmosquitto on both architectures; its tests run a private broker.
 packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev ccache libcli11-dev
-    nlohmann-json3-dev"
+    nlohmann-json3-dev clang libclang-rt-dev libmosquitto-dev libmosquitto-dev:i386 mosquitto"
 
 missing=""
 for p in $packages; do
@@ -24,6 +26,10 @@ else
     exit 1
 fi
 echo "Installing:$missing" >&2
+# The :i386 packages need the architecture known to dpkg before the index is read.
+if ! dpkg --print-foreign-architectures | grep -qx i386; then
+    $sudo dpkg --add-architecture i386
+fi
 # A mirror caught mid-sync fails one index now and then; the others still serve, so go on and let
 # the install say whether anything is really missing.
 $sudo env DEBIAN_FRONTEND=noninteractive apt-get update -qq ||

@@ -1,8 +1,9 @@
 #!/bin/sh
 # Builds and runs every test on both architectures under AddressSanitizer and
 # UndefinedBehaviorSanitizer, then the concurrency tests under ThreadSanitizer (x86_64 only; the
-# toolchain has no 32-bit ThreadSanitizer). Installs what it needs first.
-# Extra arguments go to ctest, e.g.: scripts/test.sh -R StringBase
+# toolchain has no 32-bit ThreadSanitizer), then fuzzes every fuzz target for 15 s on each
+# architecture (scripts/fuzz.sh). Installs what it needs first.
+# Extra arguments go to ctest, e.g.: scripts/test.sh -R StringBase; they skip the fuzzing.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/deps.sh"
@@ -22,12 +23,23 @@ done
 
 echo "== x86_64: build (ThreadSanitizer)"
 "$root/scripts/build.sh" x86_64-tsan x86_64 thread
-echo "== x86_64: concurrency tests (ThreadSanitizer)"
+echo "== x86_64: concurrency and MQTT tests (ThreadSanitizer)"
 # ThreadSanitizer's fixed memory layout clashes with high address-space randomisation on some
 # kernels; running without randomisation (where the system allows it) keeps it working there.
 norandom=""
 if setarch "$(uname -m)" -R true 2>/dev/null; then
     norandom="setarch $(uname -m) -R"
 fi
-$norandom ctest --test-dir "$root/build/x86_64-tsan" --output-on-failure -j "$jobs" -L concurrency --no-tests=ignore "$@"
+$norandom ctest --test-dir "$root/build/x86_64-tsan" --output-on-failure -j "$jobs" -L 'concurrency|mqtt' --no-tests=ignore "$@"
+
+# Both architectures are fuzzed even when the first one finds something, so one run reports all.
+if [ $# -eq 0 ]; then
+    fuzzed=0
+    "$root/scripts/fuzz.sh" 15 || fuzzed=1
+    "$root/scripts/fuzz.sh" --arch i386 15 || fuzzed=1
+    if [ $fuzzed -ne 0 ]; then
+        echo "== fuzzing found faults (see above)"
+        exit 1
+    fi
+fi
 echo "== all tests passed"

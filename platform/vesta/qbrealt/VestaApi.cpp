@@ -11,6 +11,8 @@
 #include "qbrealt/Session.h"
 #include "qbrealt/Subscription.h"
 #include "qbrealt/embedded/EmbeddedProvider.h"
+#include "qbrealt/mqtt/MqttConnection.h"
+#include "qbrealt/mqtt/MqttProvider.h"
 
 using vesta::EmbeddedProvider;
 using vesta::LastErrorText;
@@ -31,9 +33,15 @@ extern "C" IUnknown* GetVestaSession(void) {
         switch (choice.kind) {
             case ProviderChoice::Embedded:
                 return new Session(EmbeddedProvider::Instance());
-            case ProviderChoice::Mqtt:
-                SetLastErrorText("the MQTT provider is not built");
-                return nullptr;
+            case ProviderChoice::Mqtt: {
+                vesta::mqtt::Settings settings;
+                std::string why;
+                if (!vesta::mqtt::ReadSettings(choice.url, settings, why)) {
+                    SetLastErrorText(why.c_str());
+                    return nullptr;
+                }
+                return new Session(vesta::MqttProvider::Instance(choice.url, settings));
+            }
             case ProviderChoice::Invalid:
                 SetLastErrorText(choice.error.c_str());
                 return nullptr;

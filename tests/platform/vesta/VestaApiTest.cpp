@@ -47,8 +47,8 @@ TEST(GetVestaSession, RefusesOtherSettingsWithAClearText) {
         const char* value;
         const char* text;  // the start of VestaLastErrorText
     } cases[] = {
-        {"mqtt://broker:1883", "the MQTT provider is not built"},
-        {"MQTTS://broker:8883", "the MQTT provider is not built"},
+        {"mqtt://broker:0", "\"mqtt://broker:0\": the port must be"},
+        {"MQTTS://broker:8883", "\"MQTTS://broker:8883\": mqtts needs KA_VESTA_CAFILE"},
         {"http://broker", "KA_VESTA_URL=\"http://broker\" is not a provider URL"},
         {"mqtt:/broker", "KA_VESTA_URL=\"mqtt:/broker\" is not a provider URL"},
         {" ", "KA_VESTA_URL=\" \" is not a provider URL"},

@@ -1,0 +1,99 @@
+// The MQTT provider: items shared through a broker between processes and machines (topic and
+// payload layout in MqttEnvelope.h). One instance per broker URL serves a process; its client
+// side has one connection (one network thread), and every host it registers has a connection of
+// its own, because the broker keeps one will per connection and each host needs its own.
+//
+// One lock guards the client registry. Changes are posted to subscriptions under it (from the
+// network thread), which keeps their order per item; the dispatcher delivers them later.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "qbrealt/Provider.h"
+#include "qbrealt/mqtt/MqttConnection.h"
+#include "qbrealt/mqtt/MqttEnvelope.h"
+
+namespace vesta {
+
+class MqttProvider final : public Provider,
+                           public mqtt::Connection::Handler,
+                           public std::enable_shared_from_this<MqttProvider> {
+  public:
+    // The process's instance for these settings, created (and connecting) on first use.
+    static std::shared_ptr<MqttProvider> Instance(const std::string& url,
+                                                  const mqtt::Settings& settings);
+    ~MqttProvider() override;
+
+    void subscribe(const std::shared_ptr<Subscription>& subscription) override;
+    void unsubscribe(Subscription& subscription) noexcept override;
+    // Checks rights and type locally and sends the request: S_OK means sent; the host's refusal
+    // comes later as OnStatusChange(item, IASTATUS_ACTIVE, VESTA_E_REJECTED).
+    HRESULT write(Subscription& subscription, const VarData& value) override;
+    std::shared_ptr<HostBackend> registerHost(const ka::kor::VestaURL& process) override;
+
+    void onConnect() override;
+    void onDisconnect() override;
+    void onMessage(const mosquitto_message& message) override;
+
+    const mqtt::Settings& settings() const noexcept { return settings_; }
+    // Hosts of this process (one per process address).
+    bool claimProcess(const std::string& hostTopic);
+    void releaseProcess(const std::string& hostTopic);
+
+  private:
+    // What a subscriber has been told.
+    enum class Shown : std::uint8_t { Nothing, Active, Missing };
+    struct Watcher {
+        Subscription* subscription;
+        Shown shown = Shown::Nothing;
+        std::uint32_t quality = 0;
+    };
+    struct HostState {
+        int users = 0;
+        bool known = false;  // a host message has arrived since (re)subscribing
+        mqtt::HostMessage state;
+        // After a broker loss the host's life from before it is not trusted: a restarted broker
+        // may hold an older retained state. Only a new birth counts.
+        bool distrust = false;
+        std::uint64_t distrusted = 0;
+    };
+    struct Entry {
+        std::string hostTopic;
+        std::vector<Watcher> watchers;
+        bool haveItem = false;
+        mqtt::ItemMessage item;
+        std::shared_ptr<const VarData> value;
+        std::shared_ptr<const ITEMDETAILS> details;
+        bool bad = false;         // the last message could not be read
+        std::uint64_t probe = 0;  // resolved once this probe has come back
+    };
+
+    explicit MqttProvider(const mqtt::Settings& settings);
+
+    // Brings every watcher of the entry up to what is known now. `fresh` says a new value came.
+    void resolveLocked(Entry& e, bool fresh);
+    void itemMessageLocked(Entry& e, const mosquitto_message& m);
+    void hostMessageLocked(const std::string& topic, const mosquitto_message& m);
+
+    const mqtt::Settings settings_;
+    std::unique_ptr<mqtt::Connection> connection_;
+
+    std::mutex mutex_;
+    bool connected_ = false;
+    bool everConnected_ = false;
+    std::uint64_t probeSent_ = 0;
+    std::uint64_t probeSeen_ = 0;
+    std::map<std::string, Entry> entries_;    // by item topic
+    std::map<std::string, HostState> hosts_;  // by host topic
+    std::uint32_t nextWrite_ = 1;
+    std::map<std::uint32_t, std::weak_ptr<Subscription>> writes_;  // waiting for a refusal
+    std::set<std::string> claimed_;  // host topics of this process's hosts
+};
+
+}  // namespace vesta

@@ -1,0 +1,284 @@
+// The MQTT provider against a real broker started for each test: the common behaviour suite with
+// host and client in this process (each with its own broker connection), a host in another
+// process, broker crashes and host crashes, and what the wire may carry.
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <cwctype>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "ProviderBehaviour.h"
+#include "RecordingReceiver.h"
+#include "TestBroker.h"
+#include "ka/kor/FlexData.h"
+#include "ka/kor/osdep/GetCachedHostName.h"
+#include "qbrealt/mqtt/MqttConnection.h"
+
+namespace vesta_test {
+namespace {
+
+using ka::kor::FlexData;
+using vesta::ItemHost;
+
+class MqttEnvironment : public ProviderEnvironment {
+  public:
+    MqttEnvironment() {
+        if (broker_.available()) {
+            setenv("KA_VESTA_URL", broker_.url().c_str(), 1);
+            setenv("KA_VESTA_KEEPALIVE", "5", 1);
+        }
+    }
+    IUnknown* newSession() override { return broker_.available() ? GetVestaSession() : nullptr; }
+    TestBroker& broker() { return broker_; }
+
+  private:
+    TestBroker broker_;
+};
+
+#define SKIP_WITHOUT_BROKER()                                                       \
+    if (TestBroker::Program().empty()) {                                            \
+        GTEST_SKIP() << "mosquitto is not installed (scripts/deps.sh installs it)"; \
+    }
+
+class MqttBehaviour : public ProviderBehaviour {};
+
+INSTANTIATE_TEST_SUITE_P(Mqtt, ProviderBehaviour,
+                         testing::Values(EnvironmentFactory{
+                             "Mqtt", [] { return std::make_unique<MqttEnvironment>(); }}),
+                         ProviderName);
+
+std::wstring HostName() {
+    const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
+    return std::wstring(h.begin(), h.end());
+}
+
+std::string Uniq(const char* stem) {
+    static int n = 0;
+    return std::string(stem) + std::to_string(::getpid()) + "x" + std::to_string(n++);
+}
+
+// A client connection with one recording receiver, released at the end.
+struct Client {
+    explicit Client(IUnknown* session) : receiver(RecordingReceiver::Create()) {
+        EXPECT_EQ(S_OK, NewVestaRealTime(session, receiver, &rt)) << VestaLastErrorText();
+    }
+    ~Client() {
+        for (IVestaRealTimeItem* i : items) {
+            i->Release();
+        }
+        if (rt != nullptr) {
+            rt->Release();
+        }
+        receiver->Release();
+    }
+    IVestaRealTimeItem* add(const std::wstring& url, long handle) {
+        IVestaRealTimeItem* item = nullptr;
+        EXPECT_EQ(S_OK, rt->AddItem(url.c_str(), &item, nullptr, handle));
+        if (item != nullptr) {
+            items.push_back(item);
+        }
+        return item;
+    }
+    RecordingReceiver* receiver;
+    IVestaRealTime* rt = nullptr;
+    std::vector<IVestaRealTimeItem*> items;
+};
+
+struct Session {
+    Session() : p(GetVestaSession()) {}
+    ~Session() {
+        if (p != nullptr) {
+            p->Release();
+        }
+    }
+    IUnknown* p;
+};
+
+int CycleCount() {
+    const char* v = std::getenv("KA_MQTT_FAULT_CYCLES");
+    return v != nullptr && std::atoi(v) > 0 ? std::atoi(v) : 3;
+}
+
+double Seconds(std::chrono::steady_clock::duration d) {
+    return std::chrono::duration<double>(d).count();
+}
+
+TEST(MqttSettings, MalformedBrokerURLsGiveNoSessionAndSayWhy) {
+    const char* bad[] = {"mqtt://",       "mqtt://host:0",          "mqtt://host:99999",
+                         "mqtt://host:x", "mqtts://127.0.0.1:8883", "mqtt://a b:1883"};
+    unsetenv("KA_VESTA_CAFILE");
+    for (const char* url : bad) {
+        SCOPED_TRACE(url);
+        setenv("KA_VESTA_URL", url, 1);
+        EXPECT_EQ(nullptr, GetVestaSession());
+        EXPECT_STRNE("", VestaLastErrorText());
+    }
+    setenv("KA_VESTA_URL", "mqtt://127.0.0.1:1", 1);
+    setenv("KA_VESTA_KEEPALIVE", "1", 1);
+    EXPECT_EQ(nullptr, GetVestaSession());
+    EXPECT_NE(nullptr, std::strstr(VestaLastErrorText(), "KA_VESTA_KEEPALIVE"));
+    unsetenv("KA_VESTA_KEEPALIVE");
+}
+
+TEST(MqttSettings, AnUnreachableBrokerIsReportedThroughQualityWithoutBlocking) {
+    // Port 1 on loopback: nothing listens there.
+    setenv("KA_VESTA_URL", "mqtt://127.0.0.1:1", 1);
+    Session session;
+    ASSERT_NE(nullptr, session.p) << VestaLastErrorText();
+    Client client(session.p);
+    const auto start = std::chrono::steady_clock::now();
+    client.add(L"\\\\" + HostName() + L"\\p\\x", 1);
+    EXPECT_LT(Seconds(std::chrono::steady_clock::now() - start), 0.5);
+    ASSERT_TRUE(client.receiver->waitForCount(1, 2));
+    EXPECT_EQ("S15 D6:200000", Describe(client.receiver->events(1)));
+}
+
+// A host in another process: the client sees it, and sees it die at once when it is killed.
+TEST(MqttProcesses, AKilledHostsItemsTurnProcessFailureWithinAKeepalive) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker;
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    Session session;
+    Client client(session.p);
+    double worst = 0;
+    for (int cycle = 0; cycle < CycleCount(); ++cycle) {
+        SCOPED_TRACE(cycle);
+        const std::string process = Uniq("remote");
+        const pid_t host = Spawn(MQTT_TEST_HOST, process, "");
+        ASSERT_GT(host, 0);
+        const long h = cycle + 1;
+        client.add(L"\\\\" + HostName() + L"\\" + std::wstring(process.begin(), process.end()) +
+                       L"\\counter",
+                   h);
+        EXPECT_TRUE(client.receiver->waitFor(h, [](const std::vector<Event>& es) {
+            return !Values(es).empty() && Values(es).back().value.asInteger() > 5;
+        })) << Describe(client.receiver->events(h));
+        const auto killed = std::chrono::steady_clock::now();
+        Kill9(host);
+        EXPECT_TRUE(client.receiver->waitFor(h, [](const std::vector<Event>& es) {
+            return es.back().kind == Event::Data &&
+                   es.back().quality == VESTA_QUALITY_PROCESS_FAILURE;
+        }));
+        const double took = Seconds(std::chrono::steady_clock::now() - killed);
+        worst = std::max(worst, took);
+        EXPECT_LT(took, 1.5 * 5);
+    }
+    std::printf("host kill cycles: %d, worst time to process failure: %.3f s\n", CycleCount(),
+                worst);
+}
+
+// The broker crashes while a host counts; after it returns the client has the latest value
+// within 2 s, and between the crash and that fresh value nothing is reported good.
+TEST(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStaleGoodOne) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker;
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    Session session;
+    const std::wstring process = L"crash" + std::to_wstring(::getpid());
+    ItemHost host(session.p, process);
+    ItemHost::Item counter = host.createItem(L"n", FlexData(0), VESTA_ACCESS_READ);
+    Client client(session.p);
+    client.add(L"\\\\" + HostName() + L"\\" + process + L"\\n", 1);
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(0)));
+    int value = 0;
+    double worst = 0;
+    for (int cycle = 0; cycle < CycleCount(); ++cycle) {
+        SCOPED_TRACE(cycle);
+        for (int i = 0; i < 20; ++i) {
+            counter.update(FlexData(++value));
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        broker.kill9();
+        const std::size_t before = client.receiver->events(1).size();
+        EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
+            return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_DISCONNECTED;
+        }));
+        counter.update(FlexData(++value));  // while the broker is away
+        ASSERT_TRUE(broker.start());
+        const auto back = std::chrono::steady_clock::now();
+        EXPECT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(value)));
+        const double took = Seconds(std::chrono::steady_clock::now() - back);
+        worst = std::max(worst, took);
+        EXPECT_LT(took, 2.0 + 0.5);  // the reconnect delay, and the run-up of a loaded machine
+        const std::vector<Event> es = client.receiver->events(1);
+        std::int64_t last = -1;
+        for (std::size_t i = before; i < es.size(); ++i) {
+            if (es[i].kind == Event::Data && es[i].quality == VESTA_QUALITY_GOOD &&
+                (es[i].mask & VESTA_MASK_VALUE) != 0) {
+                EXPECT_EQ(value, es[i].value.asInteger()) << "a stale value reported good";
+                EXPECT_LE(last, es[i].value.asInteger());
+                last = es[i].value.asInteger();
+            }
+        }
+    }
+    std::printf("broker crash cycles: %d, worst recovery: %.3f s\n", CycleCount(), worst);
+}
+
+class Silent : public vesta::mqtt::Connection::Handler {
+  public:
+    void onConnect() override {}
+    void onDisconnect() override {}
+    void onMessage(const mosquitto_message&) override {}
+};
+
+std::string Upper(const std::wstring& s) {
+    std::string out;
+    for (wchar_t c : s) {
+        out += static_cast<char>(std::towupper(c));
+    }
+    return out;
+}
+
+// A peer that publishes nonsense on an item's topic: the client says so (a log line) and shows
+// the item without a value, and the host's next update brings it back.
+TEST(MqttWire, UnreadableItemMessagesGiveABadQualityUntilTheHostsNextValue) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker;
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    Session session;
+    const std::wstring process = L"wire" + std::to_wstring(::getpid());
+    ItemHost host(session.p, process);
+    ItemHost::Item item = host.createItem(L"g", FlexData(1), VESTA_ACCESS_READ);
+    Client client(session.p);
+    client.add(L"\\\\" + HostName() + L"\\" + process + L"\\g", 1);
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(1)));
+
+    Silent silent;
+    vesta::mqtt::Settings settings;
+    std::string why;
+    ASSERT_TRUE(vesta::mqtt::ReadSettings(broker.url(), settings, why)) << why;
+    vesta::mqtt::Connection peer(settings, "peer", silent);
+    peer.start();
+    ASSERT_TRUE(peer.waitConnected(5000));
+    const std::string topic = "ka/v1/item/" + Upper(HostName()) + "/" + Upper(process) + "/G";
+    const struct {
+        const char* name;
+        std::string payload;
+    } cases[] = {
+        {"garbage", std::string("\xff\xfe\x00garbage", 10)},
+        {"wrong version", std::string("\x07\x01\x01\x00", 4)},
+        {"truncated", std::string("\x01\x01\x01\x00\x00", 5)},
+    };
+    int value = 1;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        peer.publish(topic, c.payload, 1, false);
+        EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
+            return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_NO_VALUE;
+        })) << Describe(client.receiver->events(1));
+        item.update(FlexData(++value));
+        EXPECT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(value)));
+    }
+}
+
+}  // namespace
+}  // namespace vesta_test

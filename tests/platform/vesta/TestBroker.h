@@ -1,0 +1,40 @@
+// A private mosquitto for one test program: a free loopback port, persistence in a temporary
+// directory, killed (-9) and restarted on demand, stopped at the end.
+#pragma once
+
+#include <string>
+
+#include <sys/types.h>
+
+namespace vesta_test {
+
+class TestBroker {
+  public:
+    // The broker program, or empty when mosquitto is not installed.
+    static std::string Program();
+
+    // Starts it; available() says whether that worked.
+    TestBroker();
+    ~TestBroker();
+    TestBroker(const TestBroker&) = delete;
+    TestBroker& operator=(const TestBroker&) = delete;
+
+    bool available() const { return pid_ > 0; }
+    std::string url() const;
+    int port() const { return port_; }
+    // Kills it at once, as a crash would.
+    void kill9();
+    // Starts it again on the same port and persistence; true once it accepts connections.
+    bool start();
+
+  private:
+    std::string dir_;
+    int port_ = 0;
+    pid_t pid_ = -1;
+};
+
+// Runs `program` with `args` as a child; its pid (or -1).
+pid_t Spawn(const std::string& program, const std::string& arg1, const std::string& arg2);
+void Kill9(pid_t pid);
+
+}  // namespace vesta_test
