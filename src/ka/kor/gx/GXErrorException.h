@@ -1,4 +1,5 @@
-// A failure reported by the host's runtime: the host error code it returned and a text.
+// A failure reported by the host's runtime: the host error code it returned and a text. Copies
+// keep line, file, message and code.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +20,11 @@ class GXErrorException : public exception::Exception {
     const char* what() const noexcept override;            // the message
     std::uint32_t getErrorCode() const noexcept override;  // the host code it carries
     std::int32_t code() const noexcept { return code_; }
+
+    // The host's text for code ("Unknown error code or error text unavailable." when the host
+    // knows none; empty when it knows the code but gives no text). The host's text is taken as
+    // ANSI text and passed through a wide string, as every host text is.
+    AString getErrText(int code) const;
 
   private:
     AString message_;
