@@ -18,7 +18,7 @@ for arch in i386 x86_64; do
     echo "== $arch: build (AddressSanitizer, UndefinedBehaviorSanitizer)"
     "$root/scripts/build.sh" "$arch-asan" "$arch" "address,undefined" -DKA_BUILD_BENCH=$([ "$arch" = x86_64 ] && echo ON || echo OFF)
     echo "== $arch: test"
-    ctest --test-dir "$root/build/$arch-asan" --output-on-failure -j "$jobs" "$@"
+    ctest --test-dir "$root/build/$arch-asan" --timeout 600 --output-on-failure -j "$jobs" "$@"
 done
 
 echo "== x86_64: build (ThreadSanitizer)"
@@ -30,7 +30,7 @@ norandom=""
 if setarch "$(uname -m)" -R true 2>/dev/null; then
     norandom="setarch $(uname -m) -R"
 fi
-$norandom ctest --test-dir "$root/build/x86_64-tsan" --output-on-failure -j "$jobs" -L 'concurrency|mqtt' --no-tests=ignore "$@"
+$norandom ctest --test-dir "$root/build/x86_64-tsan" --timeout 600 --output-on-failure -j "$jobs" -L 'concurrency|mqtt' --no-tests=ignore "$@"
 
 # Both architectures are fuzzed even when the first one finds something, so one run reports all.
 if [ $# -eq 0 ]; then

@@ -9,6 +9,8 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -58,6 +60,17 @@ std::string TestBroker::Program() {
 pid_t Spawn(const std::string& program, const std::string& arg1, const std::string& arg2) {
     const pid_t pid = ::fork();
     if (pid == 0) {
+        // A child must never outlive a test that died, nor hold the test runner's output pipe:
+        // the runner would wait for it forever.
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const int null = ::open("/dev/null", O_WRONLY);
+        if (null >= 0) {
+            ::dup2(null, 1);
+            ::dup2(null, 2);
+        }
+        for (int fd = 3; fd < 1024; ++fd) {
+            ::close(fd);
+        }
         ::execl(program.c_str(), program.c_str(), arg1.c_str(),
                 arg2.empty() ? nullptr : arg2.c_str(), static_cast<char*>(nullptr));
         ::_exit(127);

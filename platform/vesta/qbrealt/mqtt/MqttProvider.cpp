@@ -65,7 +65,11 @@ MqttProvider::MqttProvider(const mqtt::Settings& settings)
       connection_(std::make_unique<mqtt::Connection>(settings, "client", *this)) {}
 
 MqttProvider::~MqttProvider() {
-    connection_.reset();  // stops the network thread before the registry goes
+    // Stops the network thread before the registry goes. Not reset(): that clears the pointer
+    // before the connection's destructor joins the thread, and a callback still running until
+    // then reads it.
+    delete connection_.get();
+    connection_.release();
 }
 
 void MqttProvider::subscribe(const std::shared_ptr<Subscription>& subscription) {
