@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "PublishedItem.h"
 #include "gxhost/GxHost.h"
 #include "ka/kor/FlexData.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
@@ -12,29 +13,11 @@
 #include "vesta/ItemHost.h"
 #include "vesta/VestaRealTime.h"
 
+using ka_bench::ItemUrl;
+using ka_bench::kUrl;
+using ka_bench::Published;
+
 namespace {
-
-constexpr const char* kUrl = "\\\\.\\bench\\f64";
-
-// kUrl as the provider takes it: with this computer's name.
-ka::kor::String ItemUrl() {
-    return ka::kor::String(L"\\\\") + ka::kor::osdep::GetCachedHostName() + L"\\bench\\f64";
-}
-
-struct Published {
-    Published() {
-        IUnknown* session = GetVestaSession();
-        host = new vesta::ItemHost(session, L"bench");
-        session->Release();
-        item = host->createItem(L"f64", ka::kor::FlexData(3.25), VESTA_ACCESS_READ);
-    }
-    ~Published() {
-        item = vesta::ItemHost::Item();
-        delete host;
-    }
-    vesta::ItemHost* host;
-    vesta::ItemHost::Item item;
-};
 
 void ConnectDisconnect(benchmark::State& state) {
     Published published;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "PublishedItem.h"
 #include "gxhost/GxHost.h"
 #include "gxhost/GxVariant.h"
 #include "ka/kor/FlexData.h"
@@ -18,30 +19,11 @@
 #include "vesta/ItemHost.h"
 #include "vesta/VestaRealTime.h"
 
+using ka_bench::ItemUrl;
+using ka_bench::kUrl;
+using ka_bench::Published;
+
 namespace {
-
-// An item published in this process, and a client's view of it once its value has arrived.
-struct Published {
-    Published() {
-        IUnknown* session = GetVestaSession();
-        host = new vesta::ItemHost(session, L"bench");
-        session->Release();
-        item = host->createItem(L"f64", ka::kor::FlexData(3.25), VESTA_ACCESS_READ);
-    }
-    ~Published() {
-        item = vesta::ItemHost::Item();
-        delete host;
-    }
-    vesta::ItemHost* host;
-    vesta::ItemHost::Item item;
-};
-
-constexpr const char* kUrl = "\\\\.\\bench\\f64";
-
-// kUrl as the provider takes it: with this computer's name.
-ka::kor::String ItemUrl() {
-    return ka::kor::String(L"\\\\") + ka::kor::osdep::GetCachedHostName() + L"\\bench\\f64";
-}
 
 // A receiver that ignores everything, for the direct read's own connection.
 class Ignore final : public IVestaRealTimeReceiver {
