@@ -1,8 +1,9 @@
 #!/bin/sh
 # fuzz.sh [--arch ARCH] [--only NAME] [SECONDS]
 # Builds the fuzz targets with clang (-fsanitize=fuzzer,address,undefined) in build/fuzz
-# (build/fuzz-i386 for --arch i386) and runs each for SECONDS (default 60), one after the other,
-# starting from the seeds its replay program writes and the findings kept in fuzz/regressions.
+# (build/fuzz-i386 for --arch i386) and runs each for SECONDS (default 60), as many at a time as
+# there are processors, starting from the seeds its replay program writes and the findings kept
+# in fuzz/regressions.
 # Prints one line per target: name, executions per second, runs, findings. A finding (crash,
 # sanitizer report, failed check, hang of more than 3 s, leak, an allocation above 256 MB or more
 # than 2 GB in use) is kept under build/fuzz*/run/<target>/findings/ and makes the script exit 1.
@@ -54,20 +55,18 @@ cmake --build "$tree" -j "$jobs" --target ka_fuzz >/dev/null
 export ASAN_OPTIONS="allocator_may_return_null=1:detect_leaks=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 
-echo "== $arch: fuzz each target for $seconds s"
-printf '%-24s %10s %12s %9s\n' target exec/s runs findings
-status=0
-while read -r target; do
-    [ -z "$only" ] || [ "$only" = "$target" ] || continue
+# One target's run: seeds, then libFuzzer for the given time; its summary line goes to
+# $work/line and a finding to $work/failed, so that targets can run side by side.
+fuzz_one() {
+    target=$1
     work="$tree/run/$target"
     rm -rf "$work"
     mkdir -p "$work/corpus" "$work/findings"
     # Writing the seeds also runs them: a seed that fails is a finding of its own.
     if ! "$tree/fuzz/${target}Replay" --write-seeds "$work/seeds" </dev/null >"$work/seeds.log" 2>&1; then
-        printf '%-24s %10s %12s %9s\n' "$target" - - seeds
-        echo "-- $target: a seed fails (log: $work/seeds.log)"
-        status=1
-        continue
+        printf '%-24s %10s %12s %9s\n' "$target" - - seeds >"$work/line"
+        echo "-- $target: a seed fails (log: $work/seeds.log)" >"$work/failed"
+        return
     fi
     # New inputs go to the first folder only; the kept findings are read, never written.
     set -- "$work/corpus" "$work/seeds"
@@ -80,12 +79,43 @@ while read -r target; do
     runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$work/log")
     rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$work/log")
     findings=$(find "$work/findings" -type f | wc -l)
-    printf '%-24s %10s %12s %9s\n' "$target" "${rate:-?}" "${runs:-?}" "$findings"
+    printf '%-24s %10s %12s %9s\n' "$target" "${rate:-?}" "${runs:-?}" "$findings" >"$work/line"
     if [ "$findings" -ne 0 ] || [ -z "$runs" ]; then
-        status=1
-        echo "-- $target: $(find "$work/findings" -type f | head -1) (log: $work/log)"
-        grep -E -A 12 '^==[0-9]+==ERROR|fuzz check failed|unexpected exception|runtime error|ERROR: libFuzzer' \
-            "$work/log" | head -30
+        {
+            echo "-- $target: $(find "$work/findings" -type f | head -1) (log: $work/log)"
+            grep -E -A 12 '^==[0-9]+==ERROR|fuzz check failed|unexpected exception|runtime error|ERROR: libFuzzer' \
+                "$work/log" | head -30
+        } >"$work/failed"
     fi
+}
+
+# As many targets at a time as there are processors: each is one single-threaded process.
+echo "== $arch: fuzz each target for $seconds s, $jobs at a time"
+targets=""
+while read -r target; do
+    [ -z "$only" ] || [ "$only" = "$target" ] || continue
+    targets="$targets $target"
 done <"$tree/fuzz/targets.txt"
+running=0
+for target in $targets; do
+    fuzz_one "$target" &
+    running=$((running + 1))
+    if [ $running -ge "$jobs" ]; then
+        wait
+        running=0
+    fi
+done
+wait
+
+printf '%-24s %10s %12s %9s\n' target exec/s runs findings
+status=0
+for target in $targets; do
+    cat "$tree/run/$target/line"
+done
+for target in $targets; do
+    if [ -f "$tree/run/$target/failed" ]; then
+        cat "$tree/run/$target/failed"
+        status=1
+    fi
+done
 exit $status
