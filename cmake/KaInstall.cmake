@@ -7,12 +7,14 @@
 # ka_install_finish() once, after every subdirectory, to write the rules:
 #
 #   ka_install_program(<target>)
-#   ka_install_library(<target> [PKG_CONFIG] [HEADER_DIRS <dir>...] [HEADERS <file>...])
+#   ka_install_library(<target> [PKG_CONFIG] [HEADER_DIRS <dir>...] [HEADERS <file>...]
+#                      [HEADER_PREFIX <folder>])
 #
 # ka_install_library takes shared, static and header-only (INTERFACE) libraries. Each folder in
-# HEADER_DIRS is installed as include/<its name> with the .h files under it (platform/vesta/vesta
-# becomes include/vesta); each file in HEADERS goes to include. PKG_CONFIG puts the library in the
-# Libs line of ka_tagger.pc. Include folders the target gives its users are rewritten to hold in
+# HEADER_DIRS is installed as include/<HEADER_PREFIX>/<its name> with the .h files under it
+# (platform/vesta/vesta becomes include/vesta); each file in HEADERS goes to
+# include/<HEADER_PREFIX>. Headers keep the include paths the sources use. PKG_CONFIG puts the
+# library in the Libs line of ka_tagger.pc. Include folders the target gives its users are rewritten to hold in
 # the build tree only; the installed targets use include instead.
 
 include(CMakePackageConfigHelpers)
@@ -26,20 +28,23 @@ function(ka_install_program target)
 endfunction()
 
 function(ka_install_library target)
-  cmake_parse_arguments(ARG "PKG_CONFIG" "" "HEADER_DIRS;HEADERS" ${ARGN})
+  cmake_parse_arguments(ARG "PKG_CONFIG" "HEADER_PREFIX" "HEADER_DIRS;HEADERS" ${ARGN})
   set_property(GLOBAL APPEND PROPERTY KA_INSTALL_LIBRARIES ${target})
   if(ARG_PKG_CONFIG)
     set_property(GLOBAL APPEND PROPERTY KA_INSTALL_PKG_CONFIG_LIBRARIES ${target})
   endif()
 
   # Headers are installed from here, where relative folders name the caller's sources.
+  set(include_dir ${CMAKE_INSTALL_INCLUDEDIR})
+  if(ARG_HEADER_PREFIX)
+    string(APPEND include_dir "/${ARG_HEADER_PREFIX}")
+  endif()
   foreach(dir IN LISTS ARG_HEADER_DIRS)
     get_filename_component(dir "${dir}" ABSOLUTE)
-    install(DIRECTORY "${dir}" DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-            FILES_MATCHING PATTERN "*.h")
+    install(DIRECTORY "${dir}" DESTINATION ${include_dir} FILES_MATCHING PATTERN "*.h")
   endforeach()
   if(ARG_HEADERS)
-    install(FILES ${ARG_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+    install(FILES ${ARG_HEADERS} DESTINATION ${include_dir})
   endif()
 
   # An exported target may not carry source-tree folders to its users.
@@ -148,7 +153,7 @@ function(ka_install_finish)
   set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION devel)
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6, libmosquitto1")
   set(CPACK_STRIP_FILES ON)
   if(KA_SANITIZE)
     message(STATUS "cpack: this tree is built with ${KA_SANITIZE} sanitizers; "
