@@ -25,6 +25,12 @@ struct FailureSchedule {
     std::mutex lock;
     std::int32_t failNext = 0;  // this many further allocations fail
     std::int32_t failAt = 0;    // the allocation that brings this to 0 fails
+    // Whether either count is set, read without the lock: every host allocation asks, and
+    // nearly always nothing is scheduled, so the common path takes no lock.
+    std::atomic<bool> armed{false};
+
+    // Called under lock after a count changed.
+    void rearm() { armed.store(failNext > 0 || failAt > 0, std::memory_order_release); }
 };
 
 // Never destroyed: procedures that run while the library unloads may still allocate.
@@ -62,9 +68,12 @@ bool Resize(Cell* cell, std::int32_t size) {
 }  // namespace
 
 bool AllocationMayProceed() {
-    FailureSchedule& s = Schedule();
-    std::lock_guard<std::mutex> hold(s.lock);
     g_allocations.fetch_add(1, std::memory_order_relaxed);
+    FailureSchedule& s = Schedule();
+    if (!s.armed.load(std::memory_order_acquire)) {
+        return true;
+    }
+    std::lock_guard<std::mutex> hold(s.lock);
     bool fail = false;
     if (s.failNext > 0) {
         --s.failNext;
@@ -74,6 +83,7 @@ bool AllocationMayProceed() {
     if (s.failAt > 0 && --s.failAt == 0) {
         fail = true;
     }
+    s.rearm();
     if (fail) {
         g_injected.fetch_add(1, std::memory_order_relaxed);
     }
@@ -198,12 +208,14 @@ void GxHostFailNextAllocations(int32_t count) {
     gxhost::FailureSchedule& s = gxhost::Schedule();
     std::lock_guard<std::mutex> hold(s.lock);
     s.failNext = count > 0 ? count : 0;
+    s.rearm();
 }
 
 void GxHostFailAllocationAt(int32_t nth) {
     gxhost::FailureSchedule& s = gxhost::Schedule();
     std::lock_guard<std::mutex> hold(s.lock);
     s.failAt = nth > 0 ? nth : 0;
+    s.rearm();
 }
 
 void GxHostClearAllocationFailures(void) {
@@ -211,6 +223,7 @@ void GxHostClearAllocationFailures(void) {
     std::lock_guard<std::mutex> hold(s.lock);
     s.failNext = 0;
     s.failAt = 0;
+    s.rearm();
 }
 
 uint32_t GxHostAllocationCount(void) {
