@@ -153,40 +153,4 @@ TEST_F(GxHandles, FailuresAreScheduledInCountedAllocations) {
     DSDisposeHandle(reinterpret_cast<UHandle>(s));
 }
 
-// The loop a test drives through the product: make the nth allocation fail for n = 1, 2, ...
-// until a run meets no failure; every run must clean up after itself.
-TEST_F(GxHandles, AFailureLoopReachesEveryAllocationOfAnOperation) {
-    Var v;
-    ASSERT_EQ(mgNoErr, GxVarParse(v.get(), GX_TYPE_ARRAY, GX_TYPE_ASTRING, "a,b", -1));
-    const auto operation = [&v]() -> MgErr {  // three counted allocations, undone on failure
-        UHandle h = DSNewHandle(4);
-        if (h == nullptr) {
-            return mFullErr;
-        }
-        unsigned char* packet = nullptr;
-        int32_t length = 0;
-        MgErr s = GxVarToKORFlex(v.get(), &packet, &length);
-        if (s == mgNoErr) {
-            s = DSSetHandleSize(h, length);
-        }
-        DSDisposePtr(packet);
-        DSDisposeHandle(h);
-        return s;
-    };
-    int runs = 0;
-    for (int32_t n = 1;; ++n) {
-        const uint32_t injected = GxHostInjectedFailureCount();
-        GxHostFailAllocationAt(n);
-        const MgErr s = operation();
-        GxHostClearAllocationFailures();
-        ++runs;
-        if (GxHostInjectedFailureCount() == injected) {
-            EXPECT_EQ(mgNoErr, s);
-            break;
-        }
-        EXPECT_EQ(mFullErr, s) << n;
-    }
-    EXPECT_EQ(4, runs);
-}
-
 }  // namespace

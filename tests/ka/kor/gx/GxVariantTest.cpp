@@ -23,14 +23,6 @@ class GxVariantTest : public ::testing::Test {
     GxVariant* variant_ = nullptr;
 };
 
-TEST_F(GxVariantTest, RoundTrip) {
-    const FlexData value(ka::kor::String(L"text"));
-    ka::kor::gx::FlexDataToGxVariant(value, variant_);
-    FlexData back(1.0);
-    ka::kor::gx::GxVariantToFlexData(variant_, back);
-    EXPECT_EQ(value, back);
-}
-
 TEST_F(GxVariantTest, VoidIsNoValueWithoutAskingTheHost) {
     FlexData none;
     none.setVoid();

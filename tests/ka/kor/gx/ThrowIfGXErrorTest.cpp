@@ -49,13 +49,4 @@ TEST(ThrowIfGXError, FormatsTheCodeAndTheHostText) {
     EXPECT_EQ(0, fake::host().liveBlocks);  // every text handle went back to the host
 }
 
-TEST(GXErrorException, CopiesKeepEverything) {
-    const GXErrorException original(75, "f", "text", -5);
-    const GXErrorException copy(original);
-    EXPECT_EQ("f 75 text",
-              std::string(copy.file()) + " " + std::to_string(copy.line()) + " " + copy.what());
-    EXPECT_EQ(-5, copy.code());
-    EXPECT_EQ(0xFFFFFFFBu, copy.getErrorCode());
-}
-
 }  // namespace

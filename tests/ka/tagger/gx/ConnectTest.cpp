@@ -96,54 +96,42 @@ TEST_F(ConnectTest, FailedConnectionsReportConnectAndLeaveNothing) {
              fake::vesta().addItemResult = VESTA_E_BADURL;
              return ka_tagger_gx_Connect("\\\\m1\\p\\x", &no, &no, &none, e);
          }},
+        // The item was added; refusing its idle clean-up must remove it again.
+        {"host refuses the clean-up",
+         [&](ErrorCluster* e) {
+             fake::vesta().addItemResult = S_OK;
+             fake::host().cleanupResult = mFullErr;
+             return ka_tagger_gx_Connect("\\\\m1\\p\\x", &no, &no, &none, e);
+         }},
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.what);
         fake::Cluster error(false, 0, "earlier");
         EXPECT_EQ(0u, r.call(error.ptr()));
         EXPECT_EQ("1 80004005 ka_tagger_gx_Connect", error.str());
+        EXPECT_TRUE(fake::vesta().items.empty());
+        EXPECT_TRUE(fake::host().cleanups.empty());
     }
-    EXPECT_TRUE(fake::vesta().items.empty());
-    EXPECT_TRUE(fake::host().cleanups.empty());
-}
-TEST_F(ConnectTest, SourceTextIsKeptWhenTheHandleCannotGrow) {
-    fake::Cluster error(false, 0, "earlier");
-    fake::host().failSetHandleSize = true;
-    ka_tagger_gx_Disconnect(0, error.ptr());
-    EXPECT_EQ("1 80004005 earlier", error.str());
 }
 
-TEST_F(ConnectTest, OccurrenceFiresOnAttributesOnly) {
-    connect("\\\\m1\\p\\with", 7);
+// Each attribute record fires the occurrence, and the first makes the subscription good, whatever
+// rights it grants; a status or a value alone does neither.
+TEST_F(ConnectTest, AttributesFireTheOccurrenceAndMakeTheSubscriptionGood) {
+    const ka_tagger_gx_Refnum with = connect("\\\\m1\\p\\with", 7);
     connect("\\\\m1\\p\\without", 0);
+    fake::Cluster error;
     for (fake::Item* item : fake::vesta().items) {
         fake::vesta().status(*item, IASTATUS_ACTIVE, 0);
         fake::vesta().data(*item, 0x7, VarData::FromR8(1.0), 0);
-        fake::vesta().attributes(*item, VESTA_ACCESS_READ);
-        fake::vesta().attributes(*item, VESTA_ACCESS_READ | VESTA_ACCESS_WRITE);
     }
-    EXPECT_EQ((std::vector<GxRefnum>{7, 7}), fake::host().occurred);
-}
-
-TEST_F(ConnectTest, IsSubscriptionGoodOnceAttributesArrived) {
-    const ka_tagger_gx_Refnum refnum = connect("\\\\m1\\p\\x");
-    fake::Cluster error;
-    EXPECT_EQ(0, ka_tagger_gx_IsSubscriptionGood(refnum, error.ptr()));
-    fake::vesta().status(fake::vesta().item(0), IASTATUS_ACTIVE, 0);
-    EXPECT_EQ(0, ka_tagger_gx_IsSubscriptionGood(refnum, error.ptr()));
-    fake::vesta().attributes(fake::vesta().item(0), 0);
-    EXPECT_EQ(1, ka_tagger_gx_IsSubscriptionGood(refnum, error.ptr()));
+    EXPECT_EQ(0, ka_tagger_gx_IsSubscriptionGood(with, error.ptr()));
+    for (fake::Item* item : fake::vesta().items) {
+        fake::vesta().attributes(*item, 0);
+    }
+    EXPECT_EQ(1, ka_tagger_gx_IsSubscriptionGood(with, error.ptr()));  // even granting nothing
     EXPECT_EQ("0 00000000 ", error.str());
-}
-
-TEST_F(ConnectTest, RefusedCleanUpRegistrationUndoesTheConnection) {
-    fake::host().cleanupResult = mFullErr;
-    fake::Cluster error;
-    GxBoolean no = 0;
-    GxRefnum none = 0;
-    EXPECT_EQ(0u, ka_tagger_gx_Connect("\\\\m1\\p\\x", &no, &no, &none, error.ptr()));
-    EXPECT_EQ("1 80004005 ka_tagger_gx_Connect", error.str());
-    EXPECT_TRUE(fake::vesta().items.empty());
+    fake::vesta().attributes(fake::vesta().item(0), VESTA_ACCESS_READ | VESTA_ACCESS_WRITE);
+    EXPECT_EQ((std::vector<GxRefnum>{7, 7}), fake::host().occurred);
 }
 
 TEST_F(ConnectTest, ClientComesWithTheFirstCallAndGoesWithTheLastCleanup) {
@@ -168,17 +156,8 @@ TEST_F(ConnectTest, ClientComesWithTheFirstCallAndGoesWithTheLastCleanup) {
     const ka_tagger_gx_Refnum again = connect("\\\\m1\\p\\y");
     EXPECT_EQ(1u, again);
     EXPECT_EQ(2, fake::vesta().realTimesCreated);
-}
 
-TEST_F(ConnectTest, CleanupBelowZeroDestroysNothing) {
-    connect("\\\\m1\\p\\x");
-    ka_tagger_gx_Cleanup();
-    EXPECT_EQ(-1, Initializer::startupCount());
-    EXPECT_EQ(1, fake::vesta().realTimesLive);
-    ka_tagger_gx_Startup();
-    EXPECT_EQ(0, Initializer::startupCount());
-    EXPECT_EQ(1, fake::vesta().realTimesLive);
-    EXPECT_EQ(1u, fake::vesta().items.size());
+    // The front-panel pair counts like a start-up and a clean-up.
     EXPECT_EQ(0, ka_tagger_gx_fpb_Initialize());
     EXPECT_EQ(0, ka_tagger_gx_fpb_Finalize());
     EXPECT_EQ(0, fake::vesta().realTimesLive);

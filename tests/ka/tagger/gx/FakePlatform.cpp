@@ -7,99 +7,6 @@
 #include "ka/kor/exception.h"
 #include "ka/tagger/gx/ka_tagger_gx.h"
 
-// ---- Interface identifiers ----
-
-extern "C" const GUID IID_IUnknown = {0x00000000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-extern "C" const GUID IID_IVESTAREALTIMERECEIVER = {0x1A2B3C4D, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}};
-extern "C" const GUID IID_IVESTAREALTIME = {0x1A2B3C4E, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}};
-extern "C" const GUID IID_IVESTAREALTIMEITEM = {0x1A2B3C4F, 1, 2, {1, 2, 3, 4, 5, 6, 7, 8}};
-
-// ---- VarData: the flex-data form, and a native kind that is the same packet under another name
-
-namespace {
-
-using ka::kor::fd::FlexType;
-
-struct Kind {
-    VarType native;
-    FlexType flex;
-};
-const Kind kKinds[] = {
-    {VT_I2, FlexType::I16},        {VT_I4, FlexType::I32},     {VT_R4, FlexType::F32},
-    {VT_R8, FlexType::F64},        {VT_BSTR, FlexType::UTF16}, {VT_BOOL, FlexType::Bool},
-    {VT_I1, FlexType::I8},         {VT_UI1, FlexType::UI8},    {VT_UI2, FlexType::UI16},
-    {VT_UI4, FlexType::UI32},      {VT_I8, FlexType::I64},     {VT_UI8, FlexType::UI64},
-    {VT_LPSTR, FlexType::AString},
-};
-
-VarType NativeOf(FlexType t) {
-    for (const Kind& k : kKinds) {
-        if (k.flex == t) {
-            return k.native;
-        }
-    }
-    return VT_FLEXDATA;
-}
-
-}  // namespace
-
-VarData::VarData() noexcept : type_(VT_EMPTY) {}
-VarData::VarData(const ka::kor::FlexData& value) : type_(VT_FLEXDATA), flex_(value) {}
-VarData::VarData(const VarData& other) = default;
-VarData::VarData(VarData&& other) noexcept : type_(other.type_), flex_(std::move(other.flex_)) {
-    other.type_ = VT_EMPTY;
-}
-VarData& VarData::operator=(const VarData& other) = default;
-VarData& VarData::operator=(VarData&& other) noexcept {
-    type_ = other.type_;
-    flex_ = std::move(other.flex_);
-    other.type_ = VT_EMPTY;
-    return *this;
-}
-VarData::~VarData() = default;
-
-void VarData::flexData(const unsigned char* begin, const unsigned char* end) {
-    ka::kor::FlexData value;
-    const unsigned char* cursor = begin;
-    value.deserialize(cursor, end);
-    flex_.swap(value);
-    type_ = VT_FLEXDATA;
-}
-
-const ka::kor::FlexData& VarData::getFlexData() const {
-    if (type_ != VT_FLEXDATA) {
-        throw ka::kor::exception::InvalidArgument(__LINE__, "fake VarData");
-    }
-    return flex_;
-}
-
-void VarData::convertToNativeType() {
-    if (type_ == VT_FLEXDATA) {
-        type_ = NativeOf(flex_.getType());
-    }
-}
-
-void VarData::Convert(VarType to) {
-    if (type_ == VT_EMPTY || (to != VT_FLEXDATA && to != NativeOf(flex_.getType()))) {
-        throw ka::kor::exception::InvalidArgument(__LINE__, "fake VarData");
-    }
-    type_ = to;
-}
-
-VarData VarData::FromR8(double v) {
-    VarData d{ka::kor::FlexData(v)};
-    d.type_ = VT_R8;
-    return d;
-}
-
-double VarData::asDouble() const {
-    return flex_.getF64();
-}
-
-bool operator==(const VarData& a, const VarData& b) {
-    return a.type_ == b.type_ && a.flex_ == b.flex_;
-}
-
 // ---- The provider ----
 
 namespace fake {
@@ -334,9 +241,6 @@ HRESULT NewVestaRealTime(IUnknown* session, IVestaRealTimeReceiver* receiver,
 MgErr DSSetHandleSize(UHandle h, int32_t size) {
     if (h == nullptr || size < 0) {
         return mgArgErr;
-    }
-    if (fake::gHost.failSetHandleSize) {
-        return mFullErr;
     }
     void* block = std::realloc(*h, static_cast<std::size_t>(size));
     if (block == nullptr) {

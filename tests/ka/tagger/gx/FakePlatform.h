@@ -1,7 +1,8 @@
 // Stand-ins for the real-time provider and the host runtime, linked into the unit tests of the
 // binding layer in place of libqbrealt.so, libqbsock.so and the host process. The provider side
 // is driven by hand: tests set what an item's state query answers and deliver notifications by
-// calling the client's receiver directly. The host side records what the library asked of it.
+// calling the client's receiver directly; values are the provider's own VarData. The host side
+// records what the library asked of it.
 #pragma once
 
 #include <cstdint>
@@ -76,7 +77,6 @@ struct Vesta {
 
 struct Host {
     // Set by tests.
-    bool failSetHandleSize = false;
     bool failArrayResize = false;
     MgErr cleanupResult = 0;
     MgErr flexToVarResult = 0;
