@@ -13,6 +13,7 @@
 
 #include "ProviderBehaviour.h"
 #include "RecordingReceiver.h"
+#include "RemoteHost.h"
 #include "TestBroker.h"
 #include "ka/kor/FlexData.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
@@ -44,12 +45,20 @@ class MqttEnvironment : public ProviderEnvironment {
         GTEST_SKIP() << "mosquitto is not installed (scripts/deps.sh installs it)"; \
     }
 
-class MqttBehaviour : public ProviderBehaviour {};
+// Hosts in a process of their own: what a client sees must not depend on where the host is.
+class MqttRemoteEnvironment : public MqttEnvironment {
+  public:
+    std::unique_ptr<TestHost> newHost(const std::wstring& process) override {
+        return RemoteHost::Start(MQTT_TEST_HOST, process);
+    }
+};
 
-INSTANTIATE_TEST_SUITE_P(Mqtt, ProviderBehaviour,
-                         testing::Values(EnvironmentFactory{
-                             "Mqtt", [] { return std::make_unique<MqttEnvironment>(); }}),
-                         ProviderName);
+INSTANTIATE_TEST_SUITE_P(
+    Mqtt, ProviderBehaviour,
+    testing::Values(EnvironmentFactory{"Mqtt", [] { return std::make_unique<MqttEnvironment>(); }},
+                    EnvironmentFactory{"MqttRemote",
+                                       [] { return std::make_unique<MqttRemoteEnvironment>(); }}),
+    ProviderName);
 
 std::wstring HostName() {
     const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
