@@ -146,6 +146,41 @@ TEST(MqttSettings, AnUnreachableBrokerIsReportedThroughQualityWithoutBlocking) {
     EXPECT_EQ("S15 D6:200000", Describe(client.receiver->events(1)));
 }
 
+// mqtts through a broker that listens for TLS only: with the broker's CA items flow; with another
+// CA the connection is refused, which the client reports through quality without blocking.
+TEST(MqttTls, ItemsFlowWithTheBrokersCAAndAnotherCAIsReportedWithoutBlocking) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker(true);
+    ASSERT_TRUE(broker.available()) << "no TLS broker (mosquitto and openssl needed)";
+    const std::string otherCA = broker.caFile() + ".other";
+    ASSERT_TRUE(MakeCA(otherCA));
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    const std::wstring process = L"tls" + std::to_wstring(::getpid());
+    const std::wstring url = L"\\\\" + HostName() + L"\\" + process + L"\\t";
+    {
+        setenv("KA_VESTA_CAFILE", broker.caFile().c_str(), 1);
+        Session session;
+        ASSERT_NE(nullptr, session.p) << VestaLastErrorText();
+        ItemHost host(session.p, process);
+        host.createItem(L"t", FlexData(2.5), VESTA_ACCESS_READ);
+        Client client(session.p);
+        client.add(url, 1);
+        EXPECT_TRUE(client.receiver->waitForValue(1, VarData::FromR8(2.5)))
+            << Describe(client.receiver->events(1));
+    }
+    setenv("KA_VESTA_CAFILE", (otherCA + ".crt").c_str(), 1);
+    const auto start = std::chrono::steady_clock::now();
+    Session session;
+    ASSERT_NE(nullptr, session.p) << VestaLastErrorText();
+    Client client(session.p);
+    client.add(url, 1);
+    EXPECT_LT(Seconds(std::chrono::steady_clock::now() - start), 3.0);
+    ASSERT_TRUE(client.receiver->waitForCount(1, 2));
+    EXPECT_EQ("S15 D6:200000", Describe(client.receiver->events(1)));
+    unsetenv("KA_VESTA_CAFILE");
+}
+
 // A host in another process: the client sees it, and sees it die at once when it is killed.
 TEST(MqttProcesses, AKilledHostsItemsTurnProcessFailureWithinAKeepalive) {
     SKIP_WITHOUT_BROKER();
