@@ -321,6 +321,15 @@ void MqttProvider::hostMessageLocked(const std::string& topic, const mosquitto_m
         mqtt::LogRejected(topic + ": " + why);
         state.alive = false;
     }
+    if (state.alive && state.generation < h.newest) {
+        // A restarted broker restores what it last saved, which may be older than what it had
+        // when it went: a birth of a life this client has seen end. (A host whose clock went back
+        // between two lives is taken for a leftover until its next birth; that is the price.)
+        return;
+    }
+    if (state.alive) {
+        h.newest = state.generation;
+    }
     h.known = true;
     h.state = state;
     if (h.distrust && state.generation != h.distrusted) {

@@ -62,6 +62,9 @@ class MqttProvider final : public Provider,
         // may hold an older retained state. Only a new birth counts.
         bool distrust = false;
         std::uint64_t distrusted = 0;
+        // The generation of the newest birth seen: generations only grow, so an older birth is
+        // a leftover, however it comes back.
+        std::uint64_t newest = 0;
     };
     struct Entry {
         std::string hostTopic;
