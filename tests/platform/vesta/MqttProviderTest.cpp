@@ -10,6 +10,7 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include "ProviderBehaviour.h"
 #include "RecordingReceiver.h"
@@ -264,6 +265,50 @@ TEST(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStaleGo
         }
     }
     std::printf("broker crash cycles: %d, worst recovery: %.3f s\n", CycleCount(), worst);
+}
+
+// A broker killed with -9 comes back with what it last saved, which can be a host's earlier
+// life; the client has seen that life end and must not report its value good again. The host
+// (in a process of its own) is held stopped until the client is back, so that the client meets
+// the broker's old state before the host's new birth replaces it.
+TEST(MqttProcesses, ABrokerBackWithAnOlderSavedStateNeverRevivesAnEndedLife) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker;
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    const std::wstring process = L"saved" + std::to_wstring(::getpid());
+    std::unique_ptr<RemoteHost> host = RemoteHost::Start(MQTT_TEST_HOST, process);
+    ASSERT_TRUE(host);
+    HostItem item = host->createItem(L"n", FlexData(1), VESTA_ACCESS_READ);
+    Session session;
+    Client client(session.p);
+    client.add(L"\\\\" + HostName() + L"\\" + process + L"\\n", 1);
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(1)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // saved (every second)
+    host->unregister();  // a new life, with a new value, that the broker has not saved yet
+    item.update(FlexData(2));
+    host->reregister();
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(2)));
+    const std::size_t before = client.receiver->events(1).size();
+    broker.kill9();
+    ::kill(host->pid(), SIGSTOP);
+    ASSERT_TRUE(broker.start());
+    // The client's second attempt (1 s, then 2 s later) is in, should the first have been early.
+    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+    ::kill(host->pid(), SIGCONT);
+    const auto isGood = [](const Event& e) {
+        return e.kind == Event::Data && e.quality == VESTA_QUALITY_GOOD &&
+               (e.mask & VESTA_MASK_VALUE) != 0;
+    };
+    EXPECT_TRUE(client.receiver->waitFor(
+        1, [&](const std::vector<Event>& es) { return es.size() > before && isGood(es.back()); }));
+    const std::vector<Event> es = client.receiver->events(1);
+    for (std::size_t i = before; i < es.size(); ++i) {
+        if (isGood(es[i])) {
+            EXPECT_EQ(VarData::FromI4(2), es[i].value) << "an ended life's value reported good";
+        }
+    }
 }
 
 class Silent : public vesta::mqtt::Connection::Handler {

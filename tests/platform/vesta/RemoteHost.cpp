@@ -18,8 +18,8 @@ namespace vesta_test {
 
 using ka::kor::FlexData;
 
-std::unique_ptr<TestHost> RemoteHost::Start(const std::string& program,
-                                            const std::wstring& process) {
+std::unique_ptr<RemoteHost> RemoteHost::Start(const std::string& program,
+                                              const std::wstring& process) {
     // A child that has died must fail the request, not end this process.
     ::signal(SIGPIPE, SIG_IGN);
     int in[2];

@@ -17,7 +17,8 @@ class RemoteHost : public TestHost {
   public:
     // Starts `program` for `process` and waits until its host is registered; null (after a
     // test failure saying why) when the child does not come up.
-    static std::unique_ptr<TestHost> Start(const std::string& program, const std::wstring& process);
+    static std::unique_ptr<RemoteHost> Start(const std::string& program,
+                                             const std::wstring& process);
     // Asks the child to leave and waits for it; kills it when it does not answer.
     ~RemoteHost() override;
 
@@ -25,6 +26,8 @@ class RemoteHost : public TestHost {
     std::vector<std::pair<std::wstring, ka::kor::FlexData>> writes() override;
     void unregister() override;
     void reregister() override;
+    // The child, for signals.
+    pid_t pid() const { return pid_; }
 
   private:
     RemoteHost(pid_t pid, int to, int from) : pid_(pid), to_(to), from_(from) {}
