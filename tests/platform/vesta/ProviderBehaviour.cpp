@@ -545,7 +545,9 @@ TEST_P(ProviderBehaviour, NoNotificationForAnItemFollowsItsRelease) {
 TEST_P(ProviderBehaviour, AnItemReleasedFromInsideItsOwnNotificationHearsNoMore) {
     auto host = makeHost();
     struct Shared {
-        IVestaRealTimeItem* item = nullptr;
+        // Atomic: with the host in another process, what orders its store before the first
+        // value is the host's round trip, which no race detector sees.
+        std::atomic<IVestaRealTimeItem*> item{nullptr};
         std::atomic<bool> released{false};
         std::atomic<int> after{0};
     };
@@ -557,7 +559,7 @@ TEST_P(ProviderBehaviour, AnItemReleasedFromInsideItsOwnNotificationHearsNoMore)
         if (st->released) {
             ++st->after;
         } else if (e.kind == Event::Data && (e.mask & VESTA_MASK_VALUE) != 0) {
-            st->item->Release();  // returns at once: the running notification is its own
+            st->item.load()->Release();  // returns at once: the running notification is its own
             st->released = true;
         }
     });
