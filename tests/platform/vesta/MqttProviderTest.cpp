@@ -1,15 +1,21 @@
 // The MQTT provider against a real broker started for each test: the common behaviour suite with
 // host and client in this process (each with its own broker connection), a host in another
 // process, broker crashes and host crashes, and what the wire may carry.
+#include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <cwctype>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
 #include <signal.h>
 
 #include "ProviderBehaviour.h"
@@ -18,6 +24,7 @@
 #include "TestBroker.h"
 #include "ka/kor/FlexData.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
+#include "ka/kor/osdep/ThreadTestSupport.h"
 #include "qbrealt/mqtt/MqttConnection.h"
 
 namespace vesta_test {
@@ -317,6 +324,67 @@ class Silent : public vesta::mqtt::Connection::Handler {
     void onDisconnect() override {}
     void onMessage(const mosquitto_message&) override {}
 };
+
+// Only the client's connection goes (another connection takes its client id): broker and host
+// stay, so no new birth comes. The host answers the client's roll call, and its items are good
+// again with its next value.
+TEST(MqttProcesses, AClientThatAloneLostItsConnectionTrustsTheHostThatIsStillThere) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker;
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    // The client's id is in the topic of the probe it publishes on connecting.
+    struct ProbeWatch : Silent {
+        void onMessage(const mosquitto_message& m) override {
+            std::lock_guard<std::mutex> lock(mutex);
+            topics.push_back(m.topic);
+        }
+        std::mutex mutex;
+        std::vector<std::string> topics;
+    } watch;
+    vesta::mqtt::Settings settings;
+    std::string why;
+    ASSERT_TRUE(vesta::mqtt::ReadSettings(broker.url(), settings, why)) << why;
+    vesta::mqtt::Connection watcher(settings, "watch", watch);
+    watcher.start();
+    ASSERT_TRUE(watcher.waitConnected(5000));
+    watcher.subscribe("ka/v1/probe/#", 1);
+    auto seen = [&](std::size_t n) {
+        return ka_test::WaitUntil([&] {
+            std::lock_guard<std::mutex> lock(watch.mutex);
+            return watch.topics.size() >= n;
+        });
+    };
+    watcher.publish("ka/v1/probe/watch", "0", 1, false);  // back once the subscription is in
+    ASSERT_TRUE(seen(1));
+
+    Session session;
+    const std::wstring process = L"alone" + std::to_wstring(::getpid());
+    ItemHost host(session.p, process);
+    ItemHost::Item item = host.createItem(L"n", FlexData(1), VESTA_ACCESS_READ);
+    Client client(session.p);
+    client.add(L"\\\\" + HostName() + L"\\" + process + L"\\n", 1);
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(1)));
+    ASSERT_TRUE(seen(2));
+    std::string id = watch.topics[1].substr(std::strlen("ka/v1/probe/"));
+    std::transform(id.begin(), id.end(), id.begin(), ::tolower);  // ids here are lower case
+
+    mosquitto* usurper = mosquitto_new(id.c_str(), true, nullptr);
+    mosquitto_int_option(usurper, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+    ASSERT_EQ(MOSQ_ERR_SUCCESS, mosquitto_connect(usurper, "127.0.0.1", broker.port(), 60));
+    mosquitto_loop(usurper, 200, 1);
+    mosquitto_disconnect(usurper);
+    mosquitto_destroy(usurper);
+    EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
+        return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_DISCONNECTED;
+    }));
+    item.update(FlexData(2));
+    EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
+        return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_GOOD &&
+               es.back().value == VarData::FromI4(2);
+    })) << Describe(client.receiver->events(1));
+}
 
 std::string Upper(const std::wstring& s) {
     std::string out;
