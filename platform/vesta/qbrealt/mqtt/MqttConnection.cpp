@@ -233,7 +233,12 @@ void Connection::OnPublish(mosquitto*, void* self, int) {
     auto* c = static_cast<Connection*>(self);
     {
         std::lock_guard<std::mutex> lock(c->mutex_);
-        ++c->acked_;
+        // A message resent after a reconnect was counted off at the loss already; counting its
+        // acknowledgement again would make the count in flight wrap around and hold every
+        // further update back.
+        if (c->acked_ < c->sent_) {
+            ++c->acked_;
+        }
         c->changed_.notify_all();
     }
     if (!c->stopping_) {
