@@ -43,7 +43,10 @@ std::vector<std::string> ka_fuzz::Seeds() {
     host.generation = 42;
     mqtt::WriteMessage write{7, "ka/v1/reply/c", ka::kor::FlexData(L"text")};
     mqtt::ReplyMessage reply{7, VESTA_E_REJECTED};
-    return {mqtt::Encode(item), mqtt::Encode(host), mqtt::Encode(write), mqtt::Encode(reply)};
+    mqtt::RollCallMessage call{3, "ka/v1/reply/c"};
+    mqtt::PresentMessage present{3, 42};
+    return {mqtt::Encode(item),  mqtt::Encode(host), mqtt::Encode(write),
+            mqtt::Encode(reply), mqtt::Encode(call), mqtt::Encode(present)};
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -53,6 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Check<mqtt::HostMessage>(input);
         Check<mqtt::WriteMessage>(input);
         Check<mqtt::ReplyMessage>(input);
+        Check<mqtt::RollCallMessage>(input);
+        Check<mqtt::PresentMessage>(input);
     } catch (const std::bad_alloc&) {
     } catch (const ka::kor::exception::Exception& e) {
         ka_fuzz::Unexpected(e);

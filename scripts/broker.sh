@@ -31,6 +31,10 @@ persistence true
 persistence_location $dir/
 autosave_interval 1
 CONF
+    # Started as root, mosquitto runs as its own user, which must be able to save its database.
+    if [ "$(id -u)" -eq 0 ] && id mosquitto >/dev/null 2>&1; then
+        chown -R mosquitto: "$dir"
+    fi
     "$mosquitto" -c "$dir/mosquitto.conf" >"$dir/log" 2>&1 &
     echo $! >"$dir/pid"
     echo "mqtt://127.0.0.1:$port" >"$dir/url"

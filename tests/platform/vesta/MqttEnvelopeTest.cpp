@@ -74,6 +74,22 @@ TEST(MqttEnvelope, EveryMessageReadsBackAsWritten) {
     ASSERT_TRUE(mqtt::Decode(rw.data(), rw.size(), r2, why)) << why;
     EXPECT_EQ(9u, r2.id);
     EXPECT_EQ(VESTA_E_REJECTED, r2.result);
+
+    mqtt::RollCallMessage c{5, "ka/v1/reply/c"};
+    mqtt::RollCallMessage c2;
+    const std::string cw = mqtt::Encode(c);
+    ASSERT_TRUE(mqtt::Decode(cw.data(), cw.size(), c2, why)) << why;
+    EXPECT_EQ(5u, c2.id);
+    EXPECT_EQ("ka/v1/reply/c", c2.replyTopic);
+
+    mqtt::PresentMessage p{5, 0x0102030405060708ull};
+    mqtt::PresentMessage p2;
+    const std::string pw = mqtt::Encode(p);
+    EXPECT_EQ(std::string("\x01\x06\0\0\x05\0\0\0\x08\x07\x06\x05\x04\x03\x02\x01", 16), pw);
+    ASSERT_TRUE(mqtt::Decode(pw.data(), pw.size(), p2, why)) << why;
+    EXPECT_EQ(5u, p2.id);
+    EXPECT_EQ(p.generation, p2.generation);
+    EXPECT_EQ("ka/v1/rollcall/M1/P", mqtt::RollCallTopic("ka/v1/host/M1/P"));
 }
 
 TEST(MqttEnvelope, MalformedPayloadsAreRefusedWithAReason) {

@@ -1,21 +1,30 @@
 // The MQTT provider against a real broker started for each test: the common behaviour suite with
 // host and client in this process (each with its own broker connection), a host in another
 // process, broker crashes and host crashes, and what the wire may carry.
+#include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <cwctype>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <mosquitto.h>
+#include <mqtt_protocol.h>
+#include <signal.h>
 
 #include "ProviderBehaviour.h"
 #include "RecordingReceiver.h"
+#include "RemoteHost.h"
 #include "TestBroker.h"
 #include "ka/kor/FlexData.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
+#include "ka/kor/osdep/ThreadTestSupport.h"
 #include "qbrealt/mqtt/MqttConnection.h"
 
 namespace vesta_test {
@@ -44,12 +53,20 @@ class MqttEnvironment : public ProviderEnvironment {
         GTEST_SKIP() << "mosquitto is not installed (scripts/deps.sh installs it)"; \
     }
 
-class MqttBehaviour : public ProviderBehaviour {};
+// Hosts in a process of their own: what a client sees must not depend on where the host is.
+class MqttRemoteEnvironment : public MqttEnvironment {
+  public:
+    std::unique_ptr<TestHost> newHost(const std::wstring& process) override {
+        return RemoteHost::Start(MQTT_TEST_HOST, process);
+    }
+};
 
-INSTANTIATE_TEST_SUITE_P(Mqtt, ProviderBehaviour,
-                         testing::Values(EnvironmentFactory{
-                             "Mqtt", [] { return std::make_unique<MqttEnvironment>(); }}),
-                         ProviderName);
+INSTANTIATE_TEST_SUITE_P(
+    Mqtt, ProviderBehaviour,
+    testing::Values(EnvironmentFactory{"Mqtt", [] { return std::make_unique<MqttEnvironment>(); }},
+                    EnvironmentFactory{"MqttRemote",
+                                       [] { return std::make_unique<MqttRemoteEnvironment>(); }}),
+    ProviderName);
 
 std::wstring HostName() {
     const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
@@ -137,6 +154,41 @@ TEST(MqttSettings, AnUnreachableBrokerIsReportedThroughQualityWithoutBlocking) {
     EXPECT_EQ("S15 D6:200000", Describe(client.receiver->events(1)));
 }
 
+// mqtts through a broker that listens for TLS only: with the broker's CA items flow; with another
+// CA the connection is refused, which the client reports through quality without blocking.
+TEST(MqttTls, ItemsFlowWithTheBrokersCAAndAnotherCAIsReportedWithoutBlocking) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker(true);
+    ASSERT_TRUE(broker.available()) << "no TLS broker (mosquitto and openssl needed)";
+    const std::string otherCA = broker.caFile() + ".other";
+    ASSERT_TRUE(MakeCA(otherCA));
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    const std::wstring process = L"tls" + std::to_wstring(::getpid());
+    const std::wstring url = L"\\\\" + HostName() + L"\\" + process + L"\\t";
+    {
+        setenv("KA_VESTA_CAFILE", broker.caFile().c_str(), 1);
+        Session session;
+        ASSERT_NE(nullptr, session.p) << VestaLastErrorText();
+        ItemHost host(session.p, process);
+        host.createItem(L"t", FlexData(2.5), VESTA_ACCESS_READ);
+        Client client(session.p);
+        client.add(url, 1);
+        EXPECT_TRUE(client.receiver->waitForValue(1, VarData::FromR8(2.5)))
+            << Describe(client.receiver->events(1));
+    }
+    setenv("KA_VESTA_CAFILE", (otherCA + ".crt").c_str(), 1);
+    const auto start = std::chrono::steady_clock::now();
+    Session session;
+    ASSERT_NE(nullptr, session.p) << VestaLastErrorText();
+    Client client(session.p);
+    client.add(url, 1);
+    EXPECT_LT(Seconds(std::chrono::steady_clock::now() - start), 3.0);
+    ASSERT_TRUE(client.receiver->waitForCount(1, 2));
+    EXPECT_EQ("S15 D6:200000", Describe(client.receiver->events(1)));
+    unsetenv("KA_VESTA_CAFILE");
+}
+
 // A host in another process: the client sees it, and sees it die at once when it is killed.
 TEST(MqttProcesses, AKilledHostsItemsTurnProcessFailureWithinAKeepalive) {
     SKIP_WITHOUT_BROKER();
@@ -222,12 +274,117 @@ TEST(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStaleGo
     std::printf("broker crash cycles: %d, worst recovery: %.3f s\n", CycleCount(), worst);
 }
 
+// A broker killed with -9 comes back with what it last saved, which can be a host's earlier
+// life; the client has seen that life end and must not report its value good again. The host
+// (in a process of its own) is held stopped until the client is back, so that the client meets
+// the broker's old state before the host's new birth replaces it.
+TEST(MqttProcesses, ABrokerBackWithAnOlderSavedStateNeverRevivesAnEndedLife) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker;
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    const std::wstring process = L"saved" + std::to_wstring(::getpid());
+    std::unique_ptr<RemoteHost> host = RemoteHost::Start(MQTT_TEST_HOST, process);
+    ASSERT_TRUE(host);
+    HostItem item = host->createItem(L"n", FlexData(1), VESTA_ACCESS_READ);
+    Session session;
+    Client client(session.p);
+    client.add(L"\\\\" + HostName() + L"\\" + process + L"\\n", 1);
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(1)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // saved (every second)
+    host->unregister();  // a new life, with a new value, that the broker has not saved yet
+    item.update(FlexData(2));
+    host->reregister();
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(2)));
+    const std::size_t before = client.receiver->events(1).size();
+    broker.kill9();
+    ::kill(host->pid(), SIGSTOP);
+    ASSERT_TRUE(broker.start());
+    // The client's second attempt (1 s, then 2 s later) is in, should the first have been early.
+    std::this_thread::sleep_for(std::chrono::milliseconds(3500));
+    ::kill(host->pid(), SIGCONT);
+    const auto isGood = [](const Event& e) {
+        return e.kind == Event::Data && e.quality == VESTA_QUALITY_GOOD &&
+               (e.mask & VESTA_MASK_VALUE) != 0;
+    };
+    EXPECT_TRUE(client.receiver->waitFor(
+        1, [&](const std::vector<Event>& es) { return es.size() > before && isGood(es.back()); }));
+    const std::vector<Event> es = client.receiver->events(1);
+    for (std::size_t i = before; i < es.size(); ++i) {
+        if (isGood(es[i])) {
+            EXPECT_EQ(VarData::FromI4(2), es[i].value) << "an ended life's value reported good";
+        }
+    }
+}
+
 class Silent : public vesta::mqtt::Connection::Handler {
   public:
     void onConnect() override {}
     void onDisconnect() override {}
     void onMessage(const mosquitto_message&) override {}
 };
+
+// Only the client's connection goes (another connection takes its client id): broker and host
+// stay, so no new birth comes. The host answers the client's roll call, and its items are good
+// again with its next value.
+TEST(MqttProcesses, AClientThatAloneLostItsConnectionTrustsTheHostThatIsStillThere) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker;
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    // The client's id is in the topic of the probe it publishes on connecting.
+    struct ProbeWatch : Silent {
+        void onMessage(const mosquitto_message& m) override {
+            std::lock_guard<std::mutex> lock(mutex);
+            topics.push_back(m.topic);
+        }
+        std::mutex mutex;
+        std::vector<std::string> topics;
+    } watch;
+    vesta::mqtt::Settings settings;
+    std::string why;
+    ASSERT_TRUE(vesta::mqtt::ReadSettings(broker.url(), settings, why)) << why;
+    vesta::mqtt::Connection watcher(settings, "watch", watch);
+    watcher.start();
+    ASSERT_TRUE(watcher.waitConnected(5000));
+    watcher.subscribe("ka/v1/probe/#", 1);
+    auto seen = [&](std::size_t n) {
+        return ka_test::WaitUntil([&] {
+            std::lock_guard<std::mutex> lock(watch.mutex);
+            return watch.topics.size() >= n;
+        });
+    };
+    watcher.publish("ka/v1/probe/watch", "0", 1, false);  // back once the subscription is in
+    ASSERT_TRUE(seen(1));
+
+    Session session;
+    const std::wstring process = L"alone" + std::to_wstring(::getpid());
+    ItemHost host(session.p, process);
+    ItemHost::Item item = host.createItem(L"n", FlexData(1), VESTA_ACCESS_READ);
+    Client client(session.p);
+    client.add(L"\\\\" + HostName() + L"\\" + process + L"\\n", 1);
+    ASSERT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(1)));
+    ASSERT_TRUE(seen(2));
+    std::string id = watch.topics[1].substr(std::strlen("ka/v1/probe/"));
+    std::transform(id.begin(), id.end(), id.begin(), ::tolower);  // ids here are lower case
+
+    mosquitto* usurper = mosquitto_new(id.c_str(), true, nullptr);
+    mosquitto_int_option(usurper, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+    ASSERT_EQ(MOSQ_ERR_SUCCESS, mosquitto_connect(usurper, "127.0.0.1", broker.port(), 60));
+    mosquitto_loop(usurper, 200, 1);
+    mosquitto_disconnect(usurper);
+    mosquitto_destroy(usurper);
+    EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
+        return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_DISCONNECTED;
+    }));
+    item.update(FlexData(2));
+    EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
+        return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_GOOD &&
+               es.back().value == VarData::FromI4(2);
+    })) << Describe(client.receiver->events(1));
+}
 
 std::string Upper(const std::wstring& s) {
     std::string out;

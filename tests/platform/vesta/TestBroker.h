@@ -13,14 +13,17 @@ class TestBroker {
     // The broker program, or empty when mosquitto is not installed.
     static std::string Program();
 
-    // Starts it; available() says whether that worked.
-    TestBroker();
+    // Starts it; available() says whether that worked. With `tls` it listens for mqtts only,
+    // with a server certificate for 127.0.0.1 signed by a CA made for it (caFile()); that needs
+    // the openssl program.
+    explicit TestBroker(bool tls = false);
     ~TestBroker();
     TestBroker(const TestBroker&) = delete;
     TestBroker& operator=(const TestBroker&) = delete;
 
     bool available() const { return pid_ > 0; }
     std::string url() const;
+    std::string caFile() const { return dir_ + "/ca.crt"; }
     int port() const { return port_; }
     // Kills it at once, as a crash would.
     void kill9();
@@ -29,6 +32,7 @@ class TestBroker {
 
   private:
     std::string dir_;
+    bool tls_ = false;
     int port_ = 0;
     pid_t pid_ = -1;
 };
@@ -36,5 +40,7 @@ class TestBroker {
 // Runs `program` with `args` as a child; its pid (or -1).
 pid_t Spawn(const std::string& program, const std::string& arg1, const std::string& arg2);
 void Kill9(pid_t pid);
+// Makes a self-signed CA certificate `stem`.crt with its key `stem`.key; false without openssl.
+bool MakeCA(const std::string& stem);
 
 }  // namespace vesta_test

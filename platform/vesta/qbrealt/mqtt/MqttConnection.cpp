@@ -112,6 +112,7 @@ Connection::Connection(const Settings& settings, const std::string& role, Handle
     mosquitto_disconnect_callback_set(mosq_, &Connection::OnDisconnect);
     mosquitto_message_callback_set(mosq_, &Connection::OnMessage);
     mosquitto_publish_callback_set(mosq_, &Connection::OnPublish);
+    mosquitto_log_callback_set(mosq_, &Connection::OnLog);
     int rc = MOSQ_ERR_SUCCESS;
     if (!settings.user.empty()) {
         rc = mosquitto_username_pw_set(
@@ -201,6 +202,9 @@ bool Connection::onNetworkThread() const noexcept {
 void Connection::OnConnect(mosquitto*, void* self, int rc) {
     auto* c = static_cast<Connection*>(self);
     c->networkThread_ = std::this_thread::get_id();
+    // Cleared on success, so that the same failure after a recovery is reported again.
+    c->noteError(rc == 0 ? std::string()
+                         : std::string("connection refused: ") + mosquitto_connack_string(rc));
     if (rc == 0 && !c->stopping_) {
         c->handler_.onConnect();
     }
@@ -229,7 +233,12 @@ void Connection::OnPublish(mosquitto*, void* self, int) {
     auto* c = static_cast<Connection*>(self);
     {
         std::lock_guard<std::mutex> lock(c->mutex_);
-        ++c->acked_;
+        // A message resent after a reconnect was counted off at the loss already; counting its
+        // acknowledgement again would make the count in flight wrap around and hold every
+        // further update back.
+        if (c->acked_ < c->sent_) {
+            ++c->acked_;
+        }
         c->changed_.notify_all();
     }
     if (!c->stopping_) {
@@ -247,6 +256,26 @@ void Connection::OnMessage(mosquitto*, void* self, const mosquitto_message* m) {
     c->networkThread_ = std::this_thread::get_id();
     if (m != nullptr && !c->stopping_) {
         c->handler_.onMessage(*m);
+    }
+}
+
+void Connection::OnLog(mosquitto*, void* self, int level, const char* text) {
+    // Why a connection fails (a certificate that does not verify, a refused login) is known
+    // only here; the quality just says "disconnected". Each new reason gets one line, not one
+    // per reconnect attempt.
+    if ((level & MOSQ_LOG_ERR) == 0 || text == nullptr) {
+        return;
+    }
+    static_cast<Connection*>(self)->noteError(text);
+}
+
+void Connection::noteError(const std::string& text) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (lastError_ != text) {
+        lastError_ = text;
+        if (!text.empty()) {
+            std::fprintf(stderr, "ka vesta mqtt: %s: %s\n", clientId_.c_str(), text.c_str());
+        }
     }
 }
 

@@ -81,6 +81,10 @@ class Connection {
     static void OnDisconnect(mosquitto*, void* self, int rc);
     static void OnPublish(mosquitto*, void* self, int mid);
     static void OnMessage(mosquitto*, void* self, const mosquitto_message* m);
+    static void OnLog(mosquitto*, void* self, int level, const char* text);
+    // Logs a reason the connection failed on stderr when it differs from the last one; an
+    // empty text (connected) forgets the last.
+    void noteError(const std::string& text);
 
     Handler& handler_;
     std::string clientId_;
@@ -97,6 +101,7 @@ class Connection {
     bool failedOnce_ = false;
     std::uint64_t sent_ = 0;
     std::uint64_t acked_ = 0;
+    std::string lastError_;  // the last error libmosquitto reported, logged once per change
 };
 
 // A log line on stderr about bad input from the network, at most a few per second.

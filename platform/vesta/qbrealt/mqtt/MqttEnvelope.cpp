@@ -190,6 +190,13 @@ std::string ProbeTopic(const std::string& clientId) {
     return "ka/v1/probe/" + EscapeComponent(std::wstring(clientId.begin(), clientId.end()));
 }
 
+std::string RollCallTopic(const std::string& hostTopic) {
+    static const std::string kHost = "ka/v1/host/";
+    return "ka/v1/rollcall/" + (hostTopic.compare(0, kHost.size(), kHost) == 0
+                                    ? hostTopic.substr(kHost.size())
+                                    : hostTopic);
+}
+
 std::string Encode(const ItemMessage& m) {
     Writer w(Kind::Item);
     w.u8(m.valueChanged ? 1 : 0);
@@ -225,6 +232,22 @@ std::string Encode(const ReplyMessage& m) {
     w.u16(0);
     w.u32(m.id);
     w.u32(static_cast<std::uint32_t>(m.result));
+    return w.take();
+}
+
+std::string Encode(const RollCallMessage& m) {
+    Writer w(Kind::RollCall);
+    w.u16(0);
+    w.u32(m.id);
+    w.bytes(m.replyTopic);
+    return w.take();
+}
+
+std::string Encode(const PresentMessage& m) {
+    Writer w(Kind::Present);
+    w.u16(0);
+    w.u32(m.id);
+    w.u64(m.generation);
     return w.take();
 }
 
@@ -293,6 +316,30 @@ bool Decode(const void* data, std::size_t size, ReplyMessage& out, std::string& 
         return Truncated(why);
     }
     out.result = static_cast<HRESULT>(result);
+    return Trailing(r, why);
+}
+
+bool Decode(const void* data, std::size_t size, RollCallMessage& out, std::string& why) {
+    Reader r(data, size);
+    if (!r.open(size, Kind::RollCall, why)) {
+        return false;
+    }
+    std::uint16_t reserved = 0;
+    if (!r.u16(reserved) || !r.u32(out.id) || !r.bytes(out.replyTopic)) {
+        return Truncated(why);
+    }
+    return Trailing(r, why);
+}
+
+bool Decode(const void* data, std::size_t size, PresentMessage& out, std::string& why) {
+    Reader r(data, size);
+    if (!r.open(size, Kind::Present, why)) {
+        return false;
+    }
+    std::uint16_t reserved = 0;
+    if (!r.u16(reserved) || !r.u32(out.id) || !r.u64(out.generation)) {
+        return Truncated(why);
+    }
     return Trailing(r, why);
 }
 

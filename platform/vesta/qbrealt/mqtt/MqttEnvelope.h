@@ -8,7 +8,9 @@
 //   ka/v1/item/<machine>/<process>/<name>...   retained item state (empty payload: removed)
 //   ka/v1/write/<machine>/<process>/<name>...  write requests to the host (QoS 1)
 //   ka/v1/host/<machine>/<process>             retained host state: birth, or death (the will)
-//   ka/v1/reply/<client id>                    the host's refusals of that client's writes
+//   ka/v1/reply/<client id>                    the host's refusals of that client's writes, and
+//                                              its answers to that client's roll calls
+//   ka/v1/rollcall/<machine>/<process>         a client asking the host whether it is there
 //   ka/v1/probe/<client id>                    a client's own ordering marker (see below)
 // Example: \\M1\Plant\tank 1.level  ->  ka/v1/item/M1/PLANT/TANK%201/LEVEL
 //
@@ -19,6 +21,8 @@
 //   host  (kind 2): u8 alive (1) or dead (0), u8 0, u64 generation.
 //   write (kind 3): u16 0, u32 write id, u16 n, n bytes of reply topic, then the flex packet.
 //   reply (kind 4): u16 0, u32 write id, i32 result (VESTA_E_*).
+//   roll call (kind 5): u16 0, u32 call id, u16 n, n bytes of reply topic.
+//   present (kind 6): u16 0, u32 call id, u64 the host's current generation.
 // Example item payload for an F64 1.5 with good quality and description "m":
 //   01 01 01 00 | 00000000 | <8 bytes time> | <8 bytes generation> | 03000000 | 0100 6d | packet
 //
@@ -28,6 +32,11 @@
 // good. An item that has no message of the current generation once the client has seen
 // everything the broker retains (its probe came back: the broker answers a client's messages
 // in order) does not exist.
+//
+// A client that has lost its connection cannot tell from a retained birth alone whether it is
+// current (only the client's connection went) or a leftover (the broker went and came back from
+// saved state; its host will be born again). It trusts the birth again once the host answers a
+// roll call it sent on this connection with that same generation.
 #pragma once
 
 #include <cstddef>
@@ -44,7 +53,14 @@ namespace mqtt {
 // Payloads larger than this are refused (a flex packet of a real item stays far below it).
 constexpr std::size_t kMaxPayload = 16u << 20;
 
-enum class Kind : std::uint8_t { Item = 1, Host = 2, Write = 3, Reply = 4 };
+enum class Kind : std::uint8_t {
+    Item = 1,
+    Host = 2,
+    Write = 3,
+    Reply = 4,
+    RollCall = 5,
+    Present = 6
+};
 
 struct ItemMessage {
     bool valueChanged = true;
@@ -72,6 +88,16 @@ struct ReplyMessage {
     HRESULT result = 0;
 };
 
+struct RollCallMessage {
+    std::uint32_t id = 0;
+    std::string replyTopic;
+};
+
+struct PresentMessage {
+    std::uint32_t id = 0;
+    std::uint64_t generation = 0;
+};
+
 // One address component as it appears in a topic.
 std::string EscapeComponent(const std::wstring& name);
 
@@ -83,11 +109,15 @@ std::string HostTopic(const ka::kor::VestaURL& process);
 std::string WriteFilter(const ka::kor::VestaURL& process);
 std::string ReplyTopic(const std::string& clientId);
 std::string ProbeTopic(const std::string& clientId);
+// The roll-call topic of the host whose state topic is `hostTopic`.
+std::string RollCallTopic(const std::string& hostTopic);
 
 std::string Encode(const ItemMessage& m);
 std::string Encode(const HostMessage& m);
 std::string Encode(const WriteMessage& m);
 std::string Encode(const ReplyMessage& m);
+std::string Encode(const RollCallMessage& m);
+std::string Encode(const PresentMessage& m);
 
 // Each decodes a whole payload of its kind; false with `why` set (and `out` unspecified) for
 // anything else: wrong version or kind, truncated, trailing bytes, oversize, a bad flex packet.
@@ -95,6 +125,8 @@ bool Decode(const void* data, std::size_t size, ItemMessage& out, std::string& w
 bool Decode(const void* data, std::size_t size, HostMessage& out, std::string& why);
 bool Decode(const void* data, std::size_t size, WriteMessage& out, std::string& why);
 bool Decode(const void* data, std::size_t size, ReplyMessage& out, std::string& why);
+bool Decode(const void* data, std::size_t size, RollCallMessage& out, std::string& why);
+bool Decode(const void* data, std::size_t size, PresentMessage& out, std::string& why);
 
 }  // namespace mqtt
 }  // namespace vesta

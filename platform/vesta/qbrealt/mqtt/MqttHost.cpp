@@ -252,6 +252,7 @@ void MqttHost::publishBirthLocked() {
 
 void MqttHost::onConnect() {
     connection_->subscribe(mqtt::WriteFilter(process_), 1);
+    connection_->subscribe(mqtt::RollCallTopic(hostTopic_), 1);
     std::lock_guard<std::mutex> lock(mutex_);
     connected_ = true;
     if (closed_ || !registered_) {
@@ -273,6 +274,10 @@ void MqttHost::onDisconnect() {
 
 void MqttHost::onMessage(const mosquitto_message& m) {
     const std::string topic(m.topic == nullptr ? "" : m.topic);
+    if (topic == mqtt::RollCallTopic(hostTopic_)) {
+        answerRollCall(m);
+        return;
+    }
     mqtt::WriteMessage request;
     std::string why;
     if (!mqtt::Decode(m.payload, static_cast<std::size_t>(m.payloadlen), request, why)) {
@@ -326,6 +331,23 @@ void MqttHost::onMessage(const mosquitto_message& m) {
         if (!closed_) {
             connection_->publish(request.replyTopic, mqtt::Encode(reply), 1, false);
         }
+    }
+}
+
+void MqttHost::answerRollCall(const mosquitto_message& m) {
+    mqtt::RollCallMessage call;
+    std::string why;
+    if (!mqtt::Decode(m.payload, static_cast<std::size_t>(m.payloadlen), call, why)) {
+        mqtt::LogRejected(std::string(m.topic) + ": " + why);
+        return;
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    // Only a registered host is there; one that is away says nothing, as a dead one would.
+    if (!closed_ && registered_ && call.replyTopic.compare(0, 12, "ka/v1/reply/") == 0) {
+        mqtt::PresentMessage present;
+        present.id = call.id;
+        present.generation = generation_;
+        connection_->publish(call.replyTopic, mqtt::Encode(present), 1, false);
     }
 }
 

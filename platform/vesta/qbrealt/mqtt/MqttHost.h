@@ -62,6 +62,8 @@ class MqttHost final : public HostBackend,
     // the broker takes holds at most one waiting state per item.
     void publishUpdateLocked(MqttItem& item, bool valueChanged);
     void publishBirthLocked();
+    // Tells a client that asks that this host is there, with its current generation.
+    void answerRollCall(const mosquitto_message& m);
     void newGenerationLocked();
     // Waits (bounded) until the broker has what was published so far, unless on the network
     // thread, where waiting would stop the very thread that carries it.

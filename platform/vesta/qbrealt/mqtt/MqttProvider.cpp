@@ -191,10 +191,12 @@ void MqttProvider::releaseProcess(const std::string& hostTopic) {
 
 void MqttProvider::onConnect() {
     std::vector<std::string> topics;
+    std::vector<std::pair<std::string, std::string>> rollCalls;
     std::uint64_t probe = 0;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         connected_ = true;
+        probe = ++probeSent_;
         // Everything is learnt again from what the broker retains now: nothing from before the
         // loss counts as current.
         for (auto& h : hosts_) {
@@ -202,10 +204,17 @@ void MqttProvider::onConnect() {
                 h.second.distrust = true;
                 h.second.distrusted = h.second.state.generation;
             }
+            h.second.rollCall = 0;
+            if (h.second.distrust) {
+                mqtt::RollCallMessage call;
+                call.id = static_cast<std::uint32_t>(probe);
+                call.replyTopic = mqtt::ReplyTopic(connection_->clientId());
+                h.second.rollCall = call.id;
+                rollCalls.emplace_back(mqtt::RollCallTopic(h.first), mqtt::Encode(call));
+            }
             h.second.known = false;
             topics.push_back(h.first);
         }
-        probe = ++probeSent_;
         for (auto& e : entries_) {
             e.second.haveItem = false;
             e.second.bad = false;
@@ -217,6 +226,10 @@ void MqttProvider::onConnect() {
     connection_->subscribe(mqtt::ProbeTopic(connection_->clientId()), 1);
     for (const std::string& t : topics) {
         connection_->subscribe(t, 1);
+    }
+    // After the subscriptions: the answers come on the reply topic, the births on the host topics.
+    for (const auto& call : rollCalls) {
+        connection_->publish(call.first, call.second, 1, false);
     }
     connection_->publish(mqtt::ProbeTopic(connection_->clientId()), std::to_string(probe), 1,
                          false);
@@ -243,6 +256,12 @@ void MqttProvider::onMessage(const mosquitto_message& m) {
         for (auto& e : entries_) {
             resolveLocked(e.second, false);
         }
+        return;
+    }
+    if (topic == mqtt::ReplyTopic(connection_->clientId()) && m.payloadlen >= 2 &&
+        static_cast<const unsigned char*>(m.payload)[1] ==
+            static_cast<unsigned char>(mqtt::Kind::Present)) {
+        presentLocked(m);
         return;
     }
     if (topic == mqtt::ReplyTopic(connection_->clientId())) {
@@ -311,6 +330,27 @@ void MqttProvider::itemMessageLocked(Entry& e, const mosquitto_message& m) {
     resolveLocked(e, true);
 }
 
+void MqttProvider::presentLocked(const mosquitto_message& m) {
+    mqtt::PresentMessage present;
+    std::string why;
+    if (!mqtt::Decode(m.payload, static_cast<std::size_t>(m.payloadlen), present, why)) {
+        mqtt::LogRejected(std::string(m.topic) + ": " + why);
+        return;
+    }
+    for (auto& h : hosts_) {
+        // An answer to an earlier connection's call (resent after a loss) proves nothing now.
+        if (h.second.distrust && h.second.rollCall == present.id &&
+            h.second.distrusted == present.generation) {
+            h.second.distrust = false;
+            for (auto& e : entries_) {
+                if (e.second.hostTopic == h.first) {
+                    resolveLocked(e.second, false);
+                }
+            }
+        }
+    }
+}
+
 void MqttProvider::hostMessageLocked(const std::string& topic, const mosquitto_message& m) {
     HostState& h = hosts_[topic];
     mqtt::HostMessage state;
@@ -320,6 +360,15 @@ void MqttProvider::hostMessageLocked(const std::string& topic, const mosquitto_m
     } else if (!mqtt::Decode(m.payload, static_cast<std::size_t>(m.payloadlen), state, why)) {
         mqtt::LogRejected(topic + ": " + why);
         state.alive = false;
+    }
+    if (state.alive && state.generation < h.newest) {
+        // A restarted broker restores what it last saved, which may be older than what it had
+        // when it went: a birth of a life this client has seen end. (A host whose clock went back
+        // between two lives is taken for a leftover until its next birth; that is the price.)
+        return;
+    }
+    if (state.alive) {
+        h.newest = state.generation;
     }
     h.known = true;
     h.state = state;

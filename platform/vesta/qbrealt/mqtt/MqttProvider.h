@@ -62,6 +62,12 @@ class MqttProvider final : public Provider,
         // may hold an older retained state. Only a new birth counts.
         bool distrust = false;
         std::uint64_t distrusted = 0;
+        // The generation of the newest birth seen: generations only grow, so an older birth is
+        // a leftover, however it comes back.
+        std::uint64_t newest = 0;
+        // The roll call sent to the host on this connection (0: none); an answer to it with the
+        // distrusted generation says that life is current after all.
+        std::uint32_t rollCall = 0;
     };
     struct Entry {
         std::string hostTopic;
@@ -79,6 +85,8 @@ class MqttProvider final : public Provider,
     // Brings every watcher of the entry up to what is known now. `fresh` says a new value came.
     void resolveLocked(Entry& e, bool fresh);
     void itemMessageLocked(Entry& e, const mosquitto_message& m);
+    // An answer to a roll call: the host is there, in the life it names.
+    void presentLocked(const mosquitto_message& m);
     void hostMessageLocked(const std::string& topic, const mosquitto_message& m);
 
     const mqtt::Settings settings_;
