@@ -12,6 +12,7 @@
 #include "ItemCommands.h"
 #include "ItemSession.h"
 #include "JsonOutput.h"
+#include "ProviderItem.h"
 #include "gxhost/GxVariant.h"
 
 namespace katag {
@@ -26,6 +27,20 @@ int Fail(std::ostream& err, const std::string& url, const std::string& reason) {
 bool SameValue(const GxVariant* a, const GxVariant* b) {
     return GxVarType(a) == GxVarType(b) &&
            GxVarRenderString(a, GX_RENDER_TEXT) == GxVarRenderString(b, GX_RENDER_TEXT);
+}
+
+// The product reports a refused write with a general code; the item's access rights, which only
+// the provider tells, say whether the missing write right was the reason.
+std::string RefusalReason(const std::string& url, std::int32_t code) {
+    ProviderItem item(url);
+    if (item.waitForDetails(Clock::now() + std::chrono::milliseconds(500))) {
+        const ITEMDETAILS d = item.details();
+        if ((d.flags & ITEMDETAILS_HAS_ACCESS) != 0 &&
+            (d.accessRights & VESTA_ACCESS_WRITE) != VESTA_ACCESS_WRITE) {
+            return "no write right";
+        }
+    }
+    return CodeText(code);
 }
 
 void PrintJson(std::ostream& out, const ConnectedItem& item, const char* which) {
@@ -71,7 +86,7 @@ int RunPut(const PutOptions& o, std::ostream& out, std::ostream& err) {
     ka_tagger_gx_Write(item.refnum(), next.ptr(), error.ptr());
     if (error.failed()) {
         out.flush();
-        return Fail(err, o.url, "write refused: " + CodeText(error.code()));
+        return Fail(err, o.url, "write refused: " + RefusalReason(o.url, error.code()));
     }
 
     // The host applies the write and the item's new value comes back: a fresh time stamp with the
