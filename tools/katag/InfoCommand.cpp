@@ -60,7 +60,8 @@ int Run(const Options& o, std::ostream& out) {
     // The product tells type, value, quality and whether the subscription is alive; access
     // rights and the description only the provider tells.
     ProviderItem details(o.url);
-    const bool haveDetails = item.subscribed() && details.waitForDetails(deadline);
+    // An item without a value is not waited for again: its details would not come either.
+    const bool haveDetails = details.waitForDetails(good ? deadline : Clock::now());
     const ITEMDETAILS d = details.details();
     const bool hasAccess = haveDetails && (d.flags & ITEMDETAILS_HAS_ACCESS) != 0;
     const std::string access = hasAccess ? AccessText(d.accessRights) : "unknown";
@@ -85,8 +86,6 @@ int Run(const Options& o, std::ostream& out) {
         }
         WriteJsonLine(out, j);
     } else {
-        char word[16];
-        std::snprintf(word, sizeof word, "0x%08X", static_cast<unsigned>(item.quality()));
         out << "url:          " << o.url << '\n'
             << "type:         " << type << '\n'
             << "access:       " << access << '\n'
@@ -94,7 +93,7 @@ int Run(const Options& o, std::ostream& out) {
             << "host:         " << HostState(item) << '\n'
             << "subscription: " << subscription << " (provider: "
             << StatusText(details.status()) << ")\n"
-            << "quality:      " << word << " (" << QualityText(item.quality()) << ")\n";
+            << "quality:      " << QualityWord(item.quality()) << " (" << QualityText(item.quality()) << ")\n";
         if (good) {
             out << "value:        " << ValueText(item.value()) << '\n'
                 << "time:         " << LocalTimeText(item.time()) << '\n';

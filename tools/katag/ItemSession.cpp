@@ -129,6 +129,12 @@ std::string CodeText(std::int32_t code) {
     return text != nullptr ? std::string(text) + " (" + hex + ")" : std::string("error ") + hex;
 }
 
+std::string QualityWord(std::uint32_t quality) {
+    char word[16];
+    std::snprintf(word, sizeof word, "0x%08" PRIX32, quality);
+    return word;
+}
+
 std::string QualityText(std::uint32_t quality) {
     const ka::kor::AString text = ka::tagger::gx::RenderQuality(quality, ", ");
     return std::string(text.c_str(), text.length());
@@ -241,6 +247,8 @@ bool ConnectedItem::waitForValue(Clock::time_point deadline) {
             // any other bad quality is its own reason.
             if ((quality_ & ~kNoValue) == 0) {
                 failure_ = "timed out";
+            } else if ((quality_ & VESTA_QUALITY_DISCONNECTED) != 0) {
+                failure_ = "timed out (" + QualityText(quality_) + ")";
             }
             return false;
         }

@@ -89,6 +89,8 @@ class Variant {
 
 // The text of a host or provider error code: "access denied (0x80A50004)".
 std::string CodeText(std::int32_t code);
+// "0x00400000".
+std::string QualityWord(std::uint32_t quality);
 // "good", or the names of the quality's conditions joined by ", ".
 std::string QualityText(std::uint32_t quality);
 // The name of the value's type: "F64", "Array of I32"; "none" without a value.

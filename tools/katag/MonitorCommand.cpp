@@ -169,7 +169,8 @@ class Monitor {
         Watched& w = *watched_[e.context - 1];
         switch (e.kind) {
             case Event::Status:
-                if (e.state == 4 && e.code != 0) {
+                // A lost host or broker is told by the quality that comes with it.
+                if (e.state == 4 && e.code != 0 && e.code != VESTA_E_NOTCONNECTED) {
                     announce(w, "error: " + CodeText(e.code));
                 }
                 break;
@@ -195,7 +196,8 @@ class Monitor {
         if ((w.quality & kLost) != 0) {
             if (w.hadValue && !w.lost) {
                 w.lost = true;
-                announce(w, "disconnected (" + QualityText(w.quality) + ")");
+                announce(w, "disconnected (quality " + QualityWord(w.quality) + ": " +
+                                QualityText(w.quality) + ")");
             } else if (!w.hadValue) {
                 announce(w, FinalQualityReason(w.quality));
             }
