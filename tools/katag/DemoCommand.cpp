@@ -28,10 +28,8 @@ struct Options {
 // The demo's plant: a level that swings, a counter, and a set point and a label that clients may
 // write; a read-only item shows a refused write.
 const char* const kItems[] = {
-    "plant.tank.level:F64:sine@0.25=50",
-    "plant.batch.count:I32:counter@0.5=0",
-    "plant.pump.setpoint:F64:rw=20",
-    "plant.label:AString:rw=idle",
+    "plant.tank.level:F64:sine@0.25=50", "plant.batch.count:I32:counter@0.5=0",
+    "plant.pump.setpoint:F64:rw=20",     "plant.label:AString:rw=idle",
     "plant.serial:I32:ro=4711",
 };
 
@@ -109,8 +107,7 @@ int Run(const Options& o, std::ostream& out) {
     monitor.urls = {base + "tank.level", base + "batch.count"};
     monitor.seconds = std::chrono::duration<double>(monitorTime).count();
     out << "# watch two items change for " << monitor.seconds << " s\n$ katag monitor -W "
-        << monitor.seconds << via << " '" << monitor.urls[0] << "' '" << monitor.urls[1]
-        << "'\n";
+        << monitor.seconds << via << " '" << monitor.urls[0] << "' '" << monitor.urls[1] << "'\n";
     expect(RunMonitor(monitor, out, out), 0);
 
     out << (failures == 0 ? "# done: every step behaved as expected\n"

@@ -60,8 +60,7 @@ int RunGet(const GetOptions& o, std::ostream& out, std::ostream& err) {
 
 Action DefineGetCommand(CLI::App& app) {
     auto o = std::make_shared<GetOptions>();
-    app.add_option("URL", o->urls, "item addresses, e.g. \\\\machine\\process\\path")
-        ->required();
+    app.add_option("URL", o->urls, "item addresses, e.g. \\\\machine\\process\\path")->required();
     app.add_option("-w", o->wait, "seconds to wait for each subscription and value (default 1.0)")
         ->option_text("SECONDS");
     app.add_flag("-t", o->terse, "print the value only");

@@ -91,9 +91,10 @@ int Run(const Options& o, std::ostream& out) {
             << "access:       " << access << '\n'
             << "description:  " << description << '\n'
             << "host:         " << HostState(item) << '\n'
-            << "subscription: " << subscription << " (provider: "
-            << StatusText(details.status()) << ")\n"
-            << "quality:      " << QualityWord(item.quality()) << " (" << QualityText(item.quality()) << ")\n";
+            << "subscription: " << subscription << " (provider: " << StatusText(details.status())
+            << ")\n"
+            << "quality:      " << QualityWord(item.quality()) << " ("
+            << QualityText(item.quality()) << ")\n";
         if (good) {
             out << "value:        " << ValueText(item.value()) << '\n'
                 << "time:         " << LocalTimeText(item.time()) << '\n';

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <csignal>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -37,8 +37,8 @@ bool HasTime(const ka_tagger_gx_TimeStamp& t) {
 // Unix seconds and microseconds of a stamp; the fraction is rounded down so that a printed time
 // never lies in the future of the stamp.
 void Split(const ka_tagger_gx_TimeStamp& t, std::time_t* seconds, unsigned* micros) {
-    const std::int64_t hostSeconds = static_cast<std::int64_t>(
-        (static_cast<std::uint64_t>(t.words[3]) << 32) | t.words[2]);
+    const std::int64_t hostSeconds =
+        static_cast<std::int64_t>((static_cast<std::uint64_t>(t.words[3]) << 32) | t.words[2]);
     *seconds = static_cast<std::time_t>(hostSeconds - kHostEpochToUnix);
     *micros = static_cast<unsigned>((static_cast<std::uint64_t>(t.words[1]) * 1000000u) >> 32);
 }
@@ -61,7 +61,9 @@ std::string FormatStamp(const ka_tagger_gx_TimeStamp& t, bool utc) {
 // Set by SIGINT and SIGTERM while a StopOnSignals lives.
 volatile std::sig_atomic_t stopRequested = 0;
 
-extern "C" void RequestStop(int) { stopRequested = 1; }
+extern "C" void RequestStop(int) {
+    stopRequested = 1;
+}
 
 }  // namespace
 
@@ -76,7 +78,9 @@ StopOnSignals::~StopOnSignals() {
     std::signal(SIGTERM, SIG_DFL);
 }
 
-bool StopOnSignals::requested() { return stopRequested != 0; }
+bool StopOnSignals::requested() {
+    return stopRequested != 0;
+}
 
 void AddBrokerOption(CLI::App& app, std::string* url) {
     app.add_option("--broker", *url,
@@ -96,7 +100,9 @@ void SelectBroker(const std::string& url) {
     ::setenv("KA_VESTA_URL", url.c_str(), 1);
 }
 
-ProductSession::ProductSession() { ka_tagger_gx_Startup(); }
+ProductSession::ProductSession() {
+    ka_tagger_gx_Startup();
+}
 
 ProductSession::~ProductSession() {
     GxHostProgramIdle(GX_ALL_PROGRAMS);
@@ -106,16 +112,22 @@ ProductSession::~ProductSession() {
 
 Cluster::Cluster() : error_{0, 0, GxHostNewLStr("", 0)} {}
 
-Cluster::~Cluster() { DSDisposeHandle(reinterpret_cast<UHandle>(error_.source)); }
+Cluster::~Cluster() {
+    DSDisposeHandle(reinterpret_cast<UHandle>(error_.source));
+}
 
 void Cluster::reset() {
     error_.status = 0;
     error_.code = 0;
 }
 
-Variant::~Variant() { GxVarDispose(var_); }
+Variant::~Variant() {
+    GxVarDispose(var_);
+}
 
-std::uint16_t Variant::type() const { return var_ != nullptr ? GxVarType(var_) : 0; }
+std::uint16_t Variant::type() const {
+    return var_ != nullptr ? GxVarType(var_) : 0;
+}
 
 std::string CodeText(std::int32_t code) {
     const std::uint32_t word = static_cast<std::uint32_t>(code);
@@ -216,7 +228,7 @@ bool ConnectedItem::read() {
     ka_tagger_gx_Read(refnum_, value_.ptr(), &quality_, &time_, error.ptr());
     if (error.failed() || !ka::tagger::gx::QualityIsGood(quality_)) {
         const std::string final = FinalQualityReason(quality_);
-        failure_ = !final.empty()                     ? final
+        failure_ = !final.empty()                            ? final
                    : ka::tagger::gx::QualityIsGood(quality_) ? CodeText(error.code())
                                                              : QualityText(quality_);
         return false;
@@ -256,8 +268,8 @@ bool ConnectedItem::waitForValue(Clock::time_point deadline) {
         // come without one, so the state is looked at again after a short step in any case.
         const auto step = std::min<Clock::duration>(left, std::chrono::milliseconds(10));
         GxHostWaitOccurrence(
-            occurrence_, static_cast<std::int32_t>(
-                             std::chrono::ceil<std::chrono::milliseconds>(step).count()));
+            occurrence_,
+            static_cast<std::int32_t>(std::chrono::ceil<std::chrono::milliseconds>(step).count()));
     }
 }
 

@@ -94,8 +94,8 @@ struct Watched {
     std::uint32_t quality = VESTA_QUALITY_NO_VALUE;
     Variant value;
     bool hadValue = false;
-    bool lost = false;       // "*** disconnected" printed, "*** reconnected" not yet
-    std::string announced;   // the last "***" reason printed for an item never seen
+    bool lost = false;      // "*** disconnected" printed, "*** reconnected" not yet
+    std::string announced;  // the last "***" reason printed for an item never seen
 };
 
 class Monitor {

@@ -1,6 +1,7 @@
 // One item subscribed at the real-time provider itself, beside the product, for what the product's
 // exported functions do not tell a host: the item's description and its access rights as its host
-// declared them. `katag info` shows them; `katag put` names the reason of a refused write with them.
+// declared them. `katag info` shows them; `katag put` names the reason of a refused write with
+// them.
 #pragma once
 
 #include <chrono>

@@ -68,7 +68,8 @@ int RunPut(const PutOptions& o, std::ostream& out, std::ostream& err) {
 
     const std::uint16_t type = GxVarType(item.value());
     if (GxVarIsPacket(item.value()) != 0) {
-        return Fail(err, o.url, "values of type " + TypeName(item.value()) + " cannot be written as text");
+        return Fail(err, o.url,
+                    "values of type " + TypeName(item.value()) + " cannot be written as text");
     }
     Variant next;
     *next.ptr() = GxVarNew();
@@ -100,8 +101,8 @@ int RunPut(const PutOptions& o, std::ostream& out, std::ostream& err) {
         }
         if (Clock::now() >= deadline) {
             out.flush();
-            return Fail(err, o.url, good ? "the written value did not come back (timed out)"
-                                    : item.failure());
+            return Fail(err, o.url,
+                        good ? "the written value did not come back (timed out)" : item.failure());
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }

@@ -54,9 +54,9 @@ int Run(Options o, std::ostream& out) {
             << (specs.size() == 1 ? " item" : " items") << "; Ctrl-C ends)\n";
         for (const ItemSpec& spec : specs) {
             const char* type = GxVarTypeName(spec.elementType != 0 ? spec.elementType : spec.type);
-            out << "  " << server.url() << '\\' << spec.path << ' ' << (type != nullptr ? type : "?")
-                << (spec.elementType != 0 ? "[]" : "") << ' ' << (spec.writable ? "rw" : "ro")
-                << " = " << spec.value;
+            out << "  " << server.url() << '\\' << spec.path << ' '
+                << (type != nullptr ? type : "?") << (spec.elementType != 0 ? "[]" : "") << ' '
+                << (spec.writable ? "rw" : "ro") << " = " << spec.value;
             const std::string simulation = SimulationText(spec);
             if (!simulation.empty()) {
                 out << " (" << simulation << ')';
@@ -81,8 +81,7 @@ Action DefineServeCommand(CLI::App& app) {
     app.add_option("-f,--file", o->file, "read items from a JSON file")->option_text("FILE");
     app.add_option("--process", o->process, "the process name the items live in (default katag)")
         ->option_text("NAME");
-    app.add_option("--machine", o->machine,
-                   "the machine name (default: this computer's host name)")
+    app.add_option("--machine", o->machine, "the machine name (default: this computer's host name)")
         ->option_text("NAME");
     AddBrokerOption(app, &o->broker);
     app.footer(

@@ -55,7 +55,9 @@ bool IsNumericType(std::uint16_t type) {
            type != GX_TYPE_BOOL16;
 }
 
-bool IsFloatType(std::uint16_t type) { return type == GX_TYPE_F32 || type == GX_TYPE_F64; }
+bool IsFloatType(std::uint16_t type) {
+    return type == GX_TYPE_F32 || type == GX_TYPE_F64;
+}
 
 // A type word: a type name, or NAME[] for a one-dimensional array of it.
 bool ReadType(const std::string& word, ItemSpec* spec) {
@@ -120,7 +122,7 @@ void Complete(ItemSpec* spec) {
     if (spec->type == 0) {
         bool integral = false;
         const std::string v = Lower(spec->value);
-        spec->type = (v == "true" || v == "false")      ? GX_TYPE_BOOL
+        spec->type = (v == "true" || v == "false")       ? GX_TYPE_BOOL
                      : !IsNumber(spec->value, &integral) ? GX_TYPE_ASTRING
                      : integral                          ? GX_TYPE_I32
                                                          : GX_TYPE_F64;
@@ -143,7 +145,8 @@ std::string JsonText(const nlohmann::json& value) {
 ItemSpec ParseItemSpec(const std::string& text) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos) {
-        throw UsageError("item '" + text + "' needs =VALUE (PATH[:TYPE][:ro|rw][:SIM[@SECONDS]]=VALUE)");
+        throw UsageError("item '" + text +
+                         "' needs =VALUE (PATH[:TYPE][:ro|rw][:SIM[@SECONDS]]=VALUE)");
     }
     ItemSpec spec;
     spec.value = text.substr(equals + 1);
@@ -285,9 +288,10 @@ ItemServer::ItemServer(const std::vector<ItemSpec>& specs, const std::string& pr
         Served served;
         served.spec = spec;
         const ka::kor::FlexData value = FirstValue(spec);
-        served.item = host_->createItem(WideText(spec.path), value,
-                                        VESTA_ACCESS_READ | (spec.writable ? VESTA_ACCESS_WRITE : 0),
-                                        WideText(spec.description));
+        served.item =
+            host_->createItem(WideText(spec.path), value,
+                              VESTA_ACCESS_READ | (spec.writable ? VESTA_ACCESS_WRITE : 0),
+                              WideText(spec.description));
         served.first = std::strtod(spec.value.c_str(), nullptr);
         served.due = now + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
                                std::chrono::duration<double>(spec.period));
@@ -300,7 +304,9 @@ ItemServer::~ItemServer() {
     host_.reset();
 }
 
-std::string ItemServer::url() const { return Narrow(ka::kor::String(host_->url().c_str())); }
+std::string ItemServer::url() const {
+    return Narrow(ka::kor::String(host_->url().c_str()));
+}
 
 void ItemServer::tick(std::chrono::steady_clock::time_point now) {
     for (Served& served : served_) {
@@ -327,8 +333,8 @@ void ItemServer::step(Served& served) {
     const std::uint16_t type = served.spec.type;
     switch (served.spec.simulation) {
         case Simulation::Sine:
-            value = served.first + std::sin(2 * M_PI * static_cast<double>(served.steps) /
-                                            kSineSteps);
+            value =
+                served.first + std::sin(2 * M_PI * static_cast<double>(served.steps) / kSineSteps);
             break;
         case Simulation::Ramp:
             value = served.first + static_cast<double>(served.steps % kRampSteps);

@@ -21,14 +21,14 @@ enum class Simulation { None, Sine, Ramp, Counter, Walk };
 
 // One item as the user described it.
 struct ItemSpec {
-    std::string path;             // below the process, e.g. "plant.tank1.level"
-    std::uint16_t type = 0;       // flex type code (element type for arrays below)
+    std::string path;        // below the process, e.g. "plant.tank1.level"
+    std::uint16_t type = 0;  // flex type code (element type for arrays below)
     std::uint16_t elementType = 0;
-    std::string value;            // the first value as text of that type
+    std::string value;  // the first value as text of that type
     bool writable = false;
     std::string description;
     Simulation simulation = Simulation::None;
-    double period = 1.0;          // seconds between simulated changes
+    double period = 1.0;  // seconds between simulated changes
 };
 
 // Reads the compact form PATH[:WORD...]=VALUE, where the words (any order, any case) are a type

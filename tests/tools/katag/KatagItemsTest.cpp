@@ -24,7 +24,9 @@ using ::testing::StartsWith;
 const std::string kProcess = "\\\\.\\katagtest\\";
 const std::string kTime = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}";
 
-std::string Url(const std::string& path) { return kProcess + path; }
+std::string Url(const std::string& path) {
+    return kProcess + path;
+}
 
 class KatagItems : public ::testing::Test {
   protected:
@@ -33,10 +35,10 @@ class KatagItems : public ::testing::Test {
         if (!broker_->available()) {
             return;
         }
-        serve_ = new KatagChild({"serve", "--broker", broker_->url(), "--process", "katagtest",
-                                 "ro:I32=5", "rw:F64:rw=0", "text:rw=hello",
-                                 "cnt:I32:counter@0.1=0", "putback:I32:rw=1",
-                                 "arr:I32[]:rw=1,2,3"});
+        serve_ =
+            new KatagChild({"serve", "--broker", broker_->url(), "--process", "katagtest",
+                            "ro:I32=5", "rw:F64:rw=0", "text:rw=hello", "cnt:I32:counter@0.1=0",
+                            "putback:I32:rw=1", "arr:I32[]:rw=1,2,3"});
         if (!serve_->waitForOutput("serving ")) {
             delete serve_;
             serve_ = nullptr;
@@ -148,9 +150,8 @@ TEST_F(KatagItems, GetAndPutPrintValuesAndNameFailures) {
     }
 
     // Without a broker to reach, the wait ends with what the quality says meanwhile.
-    const KatagRun run =
-        RunKatag({"get", "--broker", "mqtt://127.0.0.1:1", "-w", "0.2", ro}, "",
-                 std::chrono::seconds(20));
+    const KatagRun run = RunKatag({"get", "--broker", "mqtt://127.0.0.1:1", "-w", "0.2", ro}, "",
+                                  std::chrono::seconds(20));
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "katag get: " + ro + ": timed out (disconnected)\n");
@@ -196,8 +197,8 @@ TEST_F(KatagItems, MonitorTellsOfLostAndRegainedConnections) {
         KatagChild host({"serve", "--broker", broker_->url(), "--process", "katagtest2",
                          "tick:I32:counter@0.1=0"});
         ASSERT_TRUE(host.waitForOutput("serving "));
-        KatagChild monitor({"monitor", "--broker", broker_->url(), "-W", "20",
-                            "\\\\.\\katagtest2\\tick"});
+        KatagChild monitor(
+            {"monitor", "--broker", broker_->url(), "-W", "20", "\\\\.\\katagtest2\\tick"});
         ASSERT_TRUE(monitor.waitForOutput(" 1\n"));
         EXPECT_EQ(0, host.stop(SIGINT));
         EXPECT_TRUE(monitor.waitForOutput(
@@ -210,17 +211,17 @@ TEST_F(KatagItems, MonitorTellsOfLostAndRegainedConnections) {
     KatagChild monitor({"monitor", "--broker", broker_->url(), "-W", "30", cnt});
     ASSERT_TRUE(monitor.waitForOutput(cnt + " "));
     broker_->kill9();
-    EXPECT_TRUE(monitor.waitForOutput(
-        cnt + " *** disconnected (quality 0x00200000: disconnected)\n"));
+    EXPECT_TRUE(
+        monitor.waitForOutput(cnt + " *** disconnected (quality 0x00200000: disconnected)\n"));
     ASSERT_TRUE(broker_->start());
     EXPECT_TRUE(monitor.waitForOutput(cnt + " *** reconnected\n" + cnt + " "));
     EXPECT_EQ(0, monitor.stop(SIGTERM));
     EXPECT_EQ(monitor.err(), "");
     // The lines around the *** lines are values as ever.
     const std::string line = Escaped(cnt) + " " + kTime + " [0-9]+\n";
-    EXPECT_THAT(monitor.out(), MatchesRegex("(" + line + ")+" + Escaped(cnt) +
-                                            " \\*\\*\\* disconnected .*\n" + Escaped(cnt) +
-                                            " \\*\\*\\* reconnected\n(" + line + ")+"));
+    EXPECT_THAT(monitor.out(),
+                MatchesRegex("(" + line + ")+" + Escaped(cnt) + " \\*\\*\\* disconnected .*\n" +
+                             Escaped(cnt) + " \\*\\*\\* reconnected\n(" + line + ")+"));
 }
 
 TEST_F(KatagItems, DemoRunsAcrossTheBroker) {
