@@ -56,15 +56,15 @@ class Ticker {
 int Run(const Options& o, std::ostream& out) {
     const Clock::duration monitorTime = Seconds(o.seconds, "--seconds");
     const std::string via = o.broker.empty() ? "" : " --broker " + o.broker;
-    std::vector<ItemSpec> specs;
+    std::vector<ItemDefinition> definitions;
     for (const char* item : kItems) {
-        specs.push_back(ParseItemSpec(item));
+        definitions.push_back(ParseItemDefinition(item));
     }
     const ProductSession session;
-    ItemServer server(specs, o.process, "", nullptr);
+    ItemServer server(definitions, o.process, "", nullptr);
     const Ticker ticker(server);
     const std::string base = server.url() + "\\plant.";
-    out << "# hosting " << specs.size() << " items under " << server.url()
+    out << "# hosting " << definitions.size() << " items under " << server.url()
         << (o.broker.empty() ? " (embedded provider, this process only)"
                              : " (through the broker at " + o.broker + ")")
         << "; the same as:\n$ katag serve" << via << " --process " << o.process;

@@ -30,7 +30,7 @@ struct Options {
 
 int Run(Options o, std::ostream& out) {
     SelectBroker(o.broker);
-    std::vector<ItemSpec> specs;
+    std::vector<ItemDefinition> definitions;
     if (!o.file.empty()) {
         std::ifstream in(o.file, std::ios::binary);
         if (!in) {
@@ -38,26 +38,26 @@ int Run(Options o, std::ostream& out) {
         }
         const std::string text((std::istreambuf_iterator<char>(in)),
                                std::istreambuf_iterator<char>());
-        specs = ParseItemFile(text, &o.process, &o.machine);
+        definitions = ParseItemFile(text, &o.process, &o.machine);
     }
     for (const std::string& item : o.items) {
-        specs.push_back(ParseItemSpec(item));
+        definitions.push_back(ParseItemDefinition(item));
     }
-    if (specs.empty()) {
+    if (definitions.empty()) {
         throw UsageError("no items: give ITEM... or --file FILE");
     }
 
     {
         const StopOnSignals signals;
-        ItemServer server(specs, o.process, o.machine, &out);
-        out << "serving " << server.url() << " (" << specs.size()
-            << (specs.size() == 1 ? " item" : " items") << "; Ctrl-C ends)\n";
-        for (const ItemSpec& spec : specs) {
-            const char* type = GxVarTypeName(spec.elementType != 0 ? spec.elementType : spec.type);
-            out << "  " << server.url() << '\\' << spec.path << ' '
-                << (type != nullptr ? type : "?") << (spec.elementType != 0 ? "[]" : "") << ' '
-                << (spec.writable ? "rw" : "ro") << " = " << spec.value;
-            const std::string simulation = SimulationText(spec);
+        ItemServer server(definitions, o.process, o.machine, &out);
+        out << "serving " << server.url() << " (" << definitions.size()
+            << (definitions.size() == 1 ? " item" : " items") << "; Ctrl-C ends)\n";
+        for (const ItemDefinition& item : definitions) {
+            const char* type = GxVarTypeName(item.elementType != 0 ? item.elementType : item.type);
+            out << "  " << server.url() << '\\' << item.path << ' '
+                << (type != nullptr ? type : "?") << (item.elementType != 0 ? "[]" : "") << ' '
+                << (item.writable ? "rw" : "ro") << " = " << item.value;
+            const std::string simulation = SimulationText(item);
             if (!simulation.empty()) {
                 out << " (" << simulation << ')';
             }

@@ -60,7 +60,7 @@ bool IsFloatType(std::uint16_t type) {
 }
 
 // A type word: a type name, or NAME[] for a one-dimensional array of it.
-bool ReadType(const std::string& word, ItemSpec* spec) {
+bool ReadType(const std::string& word, ItemDefinition* item) {
     std::string name = word;
     const bool array = name.size() > 2 && name.compare(name.size() - 2, 2, "[]") == 0;
     if (array) {
@@ -70,22 +70,22 @@ bool ReadType(const std::string& word, ItemSpec* spec) {
     if (type == 0 || type == GX_TYPE_ARRAY || type == GX_TYPE_CLUSTER || type == GX_TYPE_OPAQUE) {
         return false;
     }
-    spec->type = array ? static_cast<std::uint16_t>(GX_TYPE_ARRAY) : type;
-    spec->elementType = array ? type : 0;
+    item->type = array ? static_cast<std::uint16_t>(GX_TYPE_ARRAY) : type;
+    item->elementType = array ? type : 0;
     return true;
 }
 
-bool ReadAccess(const std::string& word, ItemSpec* spec) {
+bool ReadAccess(const std::string& word, ItemDefinition* item) {
     const std::string w = Lower(word);
     if (w == "ro" || w == "rw") {
-        spec->writable = w == "rw";
+        item->writable = w == "rw";
         return true;
     }
     return false;
 }
 
 // sine, ramp, counter, walk, each optionally @SECONDS.
-bool ReadSimulation(const std::string& word, ItemSpec* spec) {
+bool ReadSimulation(const std::string& word, ItemDefinition* item) {
     const std::size_t at = word.find('@');
     const std::string name = Lower(word.substr(0, at));
     static const struct {
@@ -97,13 +97,13 @@ bool ReadSimulation(const std::string& word, ItemSpec* spec) {
                   {"walk", Simulation::Walk}};
     for (const auto& n : kNames) {
         if (name == n.name) {
-            spec->simulation = n.simulation;
+            item->simulation = n.simulation;
             if (at != std::string::npos) {
                 const std::string seconds = word.substr(at + 1);
                 char* end = nullptr;
-                spec->period = std::strtod(seconds.c_str(), &end);
-                if (seconds.empty() || *end != '\0' || !(spec->period >= 0.01) ||
-                    spec->period > 86400) {
+                item->period = std::strtod(seconds.c_str(), &end);
+                if (seconds.empty() || *end != '\0' || !(item->period >= 0.01) ||
+                    item->period > 86400) {
                     throw UsageError("simulation period '" + seconds +
                                      "' must be seconds from 0.01 to 86400");
                 }
@@ -115,24 +115,24 @@ bool ReadSimulation(const std::string& word, ItemSpec* spec) {
 }
 
 // Fills in what the user left out and checks that the parts fit together.
-void Complete(ItemSpec* spec) {
-    if (spec->path.empty()) {
+void Complete(ItemDefinition* item) {
+    if (item->path.empty()) {
         throw UsageError("an item needs a path");
     }
-    if (spec->type == 0) {
+    if (item->type == 0) {
         bool integral = false;
-        const std::string v = Lower(spec->value);
-        spec->type = (v == "true" || v == "false")       ? GX_TYPE_BOOL
-                     : !IsNumber(spec->value, &integral) ? GX_TYPE_ASTRING
+        const std::string v = Lower(item->value);
+        item->type = (v == "true" || v == "false")       ? GX_TYPE_BOOL
+                     : !IsNumber(item->value, &integral) ? GX_TYPE_ASTRING
                      : integral                          ? GX_TYPE_I32
                                                          : GX_TYPE_F64;
     }
-    if (spec->simulation != Simulation::None && !IsNumericType(spec->type)) {
-        throw UsageError("item '" + spec->path + "': only numeric items can be simulated");
+    if (item->simulation != Simulation::None && !IsNumericType(item->type)) {
+        throw UsageError("item '" + item->path + "': only numeric items can be simulated");
     }
-    FirstValue(*spec);  // a value that does not fit its type is refused here
-    if (spec->description.empty() && spec->simulation != Simulation::None) {
-        spec->description = SimulationText(*spec);
+    FirstValue(*item);  // a value that does not fit its type is refused here
+    if (item->description.empty() && item->simulation != Simulation::None) {
+        item->description = SimulationText(*item);
     }
 }
 
@@ -142,30 +142,30 @@ std::string JsonText(const nlohmann::json& value) {
 
 }  // namespace
 
-ItemSpec ParseItemSpec(const std::string& text) {
+ItemDefinition ParseItemDefinition(const std::string& text) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos) {
         throw UsageError("item '" + text +
                          "' needs =VALUE (PATH[:TYPE][:ro|rw][:SIM[@SECONDS]]=VALUE)");
     }
-    ItemSpec spec;
-    spec.value = text.substr(equals + 1);
+    ItemDefinition item;
+    item.value = text.substr(equals + 1);
     std::istringstream header(text.substr(0, equals));
-    std::getline(header, spec.path, ':');
+    std::getline(header, item.path, ':');
     std::string word;
     while (std::getline(header, word, ':')) {
-        if (!ReadType(word, &spec) && !ReadAccess(word, &spec) && !ReadSimulation(word, &spec)) {
+        if (!ReadType(word, &item) && !ReadAccess(word, &item) && !ReadSimulation(word, &item)) {
             throw UsageError("item '" + text + "': '" + word +
                              "' is no type, access (ro, rw) or simulation (sine, ramp, counter, "
                              "walk)");
         }
     }
-    Complete(&spec);
-    return spec;
+    Complete(&item);
+    return item;
 }
 
-std::vector<ItemSpec> ParseItemFile(const std::string& json, std::string* process,
-                                    std::string* machine) {
+std::vector<ItemDefinition> ParseItemFile(const std::string& json, std::string* process,
+                                          std::string* machine) {
     const nlohmann::json doc = nlohmann::json::parse(json, nullptr, false);
     if (doc.is_discarded()) {
         throw UsageError("the item file is not JSON");
@@ -183,45 +183,45 @@ std::vector<ItemSpec> ParseItemFile(const std::string& json, std::string* proces
     if (items == nullptr || !items->is_array()) {
         throw UsageError("the item file holds no array of items");
     }
-    std::vector<ItemSpec> specs;
-    for (const nlohmann::json& item : *items) {
-        if (!item.is_object() || !item.contains("path") || !item.contains("value")) {
-            throw UsageError("item " + item.dump() + " needs \"path\" and \"value\"");
+    std::vector<ItemDefinition> definitions;
+    for (const nlohmann::json& entry : *items) {
+        if (!entry.is_object() || !entry.contains("path") || !entry.contains("value")) {
+            throw UsageError("item " + entry.dump() + " needs \"path\" and \"value\"");
         }
-        ItemSpec spec;
-        spec.path = JsonText(item["path"]);
-        const nlohmann::json& value = item["value"];
+        ItemDefinition item;
+        item.path = JsonText(entry["path"]);
+        const nlohmann::json& value = entry["value"];
         // An array's elements are written as the array text form reads them.
-        spec.value = JsonText(value);
+        item.value = JsonText(value);
         const auto word = [&](const char* key) {
-            return item.contains(key) ? JsonText(item[key]) : std::string();
+            return entry.contains(key) ? JsonText(entry[key]) : std::string();
         };
-        const std::string where = "item '" + spec.path + "': ";
-        if (!word("type").empty() && !ReadType(word("type"), &spec)) {
+        const std::string where = "item '" + item.path + "': ";
+        if (!word("type").empty() && !ReadType(word("type"), &item)) {
             throw UsageError(where + "unknown type '" + word("type") + "'");
         }
-        if (!word("access").empty() && !ReadAccess(word("access"), &spec)) {
+        if (!word("access").empty() && !ReadAccess(word("access"), &item)) {
             throw UsageError(where + "access must be ro or rw");
         }
         if (!word("simulate").empty()) {
             const std::string period = word("period");
-            if (!ReadSimulation(word("simulate") + (period.empty() ? "" : "@" + period), &spec)) {
+            if (!ReadSimulation(word("simulate") + (period.empty() ? "" : "@" + period), &item)) {
                 throw UsageError(where + "unknown simulation '" + word("simulate") + "'");
             }
         }
-        spec.description = word("description");
-        Complete(&spec);
-        specs.push_back(spec);
+        item.description = word("description");
+        Complete(&item);
+        definitions.push_back(item);
     }
-    return specs;
+    return definitions;
 }
 
-ka::kor::FlexData FirstValue(const ItemSpec& spec) {
+ka::kor::FlexData FirstValue(const ItemDefinition& item) {
     GxVariant* var = GxVarNew();
     unsigned char* packet = nullptr;
     std::int32_t length = 0;
-    const bool parsed = GxVarParse(var, spec.type, spec.elementType, spec.value.c_str(),
-                                   static_cast<std::int32_t>(spec.value.size())) == mgNoErr &&
+    const bool parsed = GxVarParse(var, item.type, item.elementType, item.value.c_str(),
+                                   static_cast<std::int32_t>(item.value.size())) == mgNoErr &&
                         GxVarToKORFlex(var, &packet, &length) == mgNoErr;
     GxVarDispose(var);
     ka::kor::FlexData value;
@@ -230,35 +230,35 @@ ka::kor::FlexData FirstValue(const ItemSpec& spec) {
     }
     DSDisposePtr(packet);
     if (!parsed) {
-        const char* name = GxVarTypeName(spec.elementType != 0 ? spec.elementType : spec.type);
-        throw UsageError("item '" + spec.path + "': '" + spec.value + "' is no " +
-                         (spec.elementType != 0 ? "array of " : "") +
+        const char* name = GxVarTypeName(item.elementType != 0 ? item.elementType : item.type);
+        throw UsageError("item '" + item.path + "': '" + item.value + "' is no " +
+                         (item.elementType != 0 ? "array of " : "") +
                          (name != nullptr ? name : "value of its type"));
     }
     return value;
 }
 
-std::string SimulationText(const ItemSpec& spec) {
+std::string SimulationText(const ItemDefinition& item) {
     static const char* const kNames[] = {"", "sine", "ramp", "counter", "random walk"};
-    if (spec.simulation == Simulation::None) {
+    if (item.simulation == Simulation::None) {
         return std::string();
     }
     std::ostringstream text;
-    text << kNames[static_cast<int>(spec.simulation)] << " every " << spec.period << " s";
+    text << kNames[static_cast<int>(item.simulation)] << " every " << item.period << " s";
     return text.str();
 }
 
 struct ItemServer::Served {
-    ItemSpec spec;
+    ItemDefinition definition;
     vesta::ItemHost::Item item;
     double first = 0;
     std::int64_t steps = 0;
     std::chrono::steady_clock::time_point due;
 };
 
-ItemServer::ItemServer(const std::vector<ItemSpec>& specs, const std::string& process,
+ItemServer::ItemServer(const std::vector<ItemDefinition>& definitions, const std::string& process,
                        const std::string& machine, std::ostream* log)
-    : specs_(specs), log_(log), random_(std::random_device()()) {
+    : definitions_(definitions), log_(log), random_(std::random_device()()) {
     IUnknown* session = GetVestaSession();
     if (session == nullptr) {
         throw std::runtime_error(std::string("no provider: ") + VestaLastErrorText());
@@ -284,17 +284,17 @@ ItemServer::ItemServer(const std::vector<ItemSpec>& specs, const std::string& pr
         return true;
     });
     const auto now = std::chrono::steady_clock::now();
-    for (const ItemSpec& spec : specs_) {
+    for (const ItemDefinition& item : definitions_) {
         Served served;
-        served.spec = spec;
-        const ka::kor::FlexData value = FirstValue(spec);
+        served.definition = item;
+        const ka::kor::FlexData value = FirstValue(item);
         served.item =
-            host_->createItem(WideText(spec.path), value,
-                              VESTA_ACCESS_READ | (spec.writable ? VESTA_ACCESS_WRITE : 0),
-                              WideText(spec.description));
-        served.first = std::strtod(spec.value.c_str(), nullptr);
+            host_->createItem(WideText(item.path), value,
+                              VESTA_ACCESS_READ | (item.writable ? VESTA_ACCESS_WRITE : 0),
+                              WideText(item.description));
+        served.first = std::strtod(item.value.c_str(), nullptr);
         served.due = now + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                               std::chrono::duration<double>(spec.period));
+                               std::chrono::duration<double>(item.period));
         served_.push_back(served);
     }
 }
@@ -310,10 +310,10 @@ std::string ItemServer::url() const {
 
 void ItemServer::tick(std::chrono::steady_clock::time_point now) {
     for (Served& served : served_) {
-        if (served.spec.simulation != Simulation::None && now >= served.due) {
+        if (served.definition.simulation != Simulation::None && now >= served.due) {
             step(served);
             const auto period = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                std::chrono::duration<double>(served.spec.period));
+                std::chrono::duration<double>(served.definition.period));
             // A late tick does not make the item catch up with a burst of changes.
             served.due = std::max(served.due + period, now);
         }
@@ -330,8 +330,8 @@ void ItemServer::step(Served& served) {
         GxVarGetDouble(current, &value);
     }
     GxVarDispose(current);
-    const std::uint16_t type = served.spec.type;
-    switch (served.spec.simulation) {
+    const std::uint16_t type = served.definition.type;
+    switch (served.definition.simulation) {
         case Simulation::Sine:
             value =
                 served.first + std::sin(2 * M_PI * static_cast<double>(served.steps) / kSineSteps);

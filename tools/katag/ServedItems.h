@@ -20,7 +20,7 @@ namespace katag {
 enum class Simulation { None, Sine, Ramp, Counter, Walk };
 
 // One item as the user described it.
-struct ItemSpec {
+struct ItemDefinition {
     std::string path;        // below the process, e.g. "plant.tank1.level"
     std::uint16_t type = 0;  // flex type code (element type for arrays below)
     std::uint16_t elementType = 0;
@@ -36,20 +36,20 @@ struct ItemSpec {
 // simulation (sine, ramp, counter, walk, optionally @SECONDS). Without a type the value decides:
 // true/false Bool, an integer I32, another number F64, anything else AString. Read only by
 // default. Throws UsageError naming what is wrong.
-ItemSpec ParseItemSpec(const std::string& text);
+ItemDefinition ParseItemDefinition(const std::string& text);
 
 // Reads a JSON document: an array of items, or an object with "items" (and optionally "process"
 // and "machine", stored in *process and *machine when present). Each item is an object with
 // "path", "value" and optionally "type", "access" ("ro"/"rw"), "description", "simulate" and
 // "period". Throws UsageError naming the item and what is wrong.
-std::vector<ItemSpec> ParseItemFile(const std::string& json, std::string* process,
-                                    std::string* machine);
+std::vector<ItemDefinition> ParseItemFile(const std::string& json, std::string* process,
+                                          std::string* machine);
 
 // The item's first value as a packet of its type; UsageError when the text is no such value.
-ka::kor::FlexData FirstValue(const ItemSpec& spec);
+ka::kor::FlexData FirstValue(const ItemDefinition& item);
 
 // "sine every 0.5 s", "" without a simulation.
-std::string SimulationText(const ItemSpec& spec);
+std::string SimulationText(const ItemDefinition& item);
 
 // Publishes items under \\machine\process while it lives, and moves the simulated ones on when
 // tick() is called. Clients' writes to writable items are applied (and logged when a log is
@@ -58,7 +58,7 @@ class ItemServer {
   public:
     // Throws the provider's exceptions (the process already hosted, a bad path ...) and
     // UsageError for values that do not fit their types.
-    ItemServer(const std::vector<ItemSpec>& specs, const std::string& process,
+    ItemServer(const std::vector<ItemDefinition>& definitions, const std::string& process,
                const std::string& machine, std::ostream* log);
     ~ItemServer();
     ItemServer(const ItemServer&) = delete;
@@ -74,7 +74,7 @@ class ItemServer {
     void step(Served& served);
     void logLine(const std::string& line);
 
-    std::vector<ItemSpec> specs_;
+    std::vector<ItemDefinition> definitions_;
     std::unique_ptr<vesta::ItemHost> host_;
     std::vector<Served> served_;
     std::ostream* log_;

@@ -13,14 +13,14 @@
 
 namespace {
 
-using katag::ItemSpec;
+using katag::ItemDefinition;
+using katag::ParseItemDefinition;
 using katag::ParseItemFile;
-using katag::ParseItemSpec;
 using katag::Simulation;
 using katag::UsageError;
 using ::testing::HasSubstr;
 
-TEST(ParseItemSpec, ReadsWordsInAnyOrderWithDefaults) {
+TEST(ParseItemDefinition, ReadsWordsInAnyOrderWithDefaults) {
     const struct {
         const char* text;
         const char* path;
@@ -50,19 +50,19 @@ TEST(ParseItemSpec, ReadsWordsInAnyOrderWithDefaults) {
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.text);
-        const ItemSpec spec = ParseItemSpec(c.text);
-        EXPECT_EQ(spec.path, c.path);
-        EXPECT_EQ(spec.type, c.type);
-        EXPECT_EQ(spec.elementType, c.element);
-        EXPECT_EQ(spec.value, c.value);
-        EXPECT_EQ(spec.writable, c.writable);
-        EXPECT_EQ(spec.simulation, c.simulation);
-        EXPECT_EQ(spec.period, c.period);
-        EXPECT_EQ(spec.description, c.description);
+        const ItemDefinition item = ParseItemDefinition(c.text);
+        EXPECT_EQ(item.path, c.path);
+        EXPECT_EQ(item.type, c.type);
+        EXPECT_EQ(item.elementType, c.element);
+        EXPECT_EQ(item.value, c.value);
+        EXPECT_EQ(item.writable, c.writable);
+        EXPECT_EQ(item.simulation, c.simulation);
+        EXPECT_EQ(item.period, c.period);
+        EXPECT_EQ(item.description, c.description);
     }
 }
 
-TEST(ParseItemSpec, RefusesWhatItCannotHost) {
+TEST(ParseItemDefinition, RefusesWhatItCannotHost) {
     const struct {
         const char* text;
         const char* message;
@@ -83,7 +83,7 @@ TEST(ParseItemSpec, RefusesWhatItCannotHost) {
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.text);
         try {
-            ParseItemSpec(c.text);
+            ParseItemDefinition(c.text);
             ADD_FAILURE() << "accepted";
         } catch (const UsageError& e) {
             EXPECT_THAT(e.what(), HasSubstr(c.message));
@@ -93,7 +93,7 @@ TEST(ParseItemSpec, RefusesWhatItCannotHost) {
 
 TEST(ParseItemFile, ReadsItemsNamesAndJsonValues) {
     std::string process = "katag", machine;
-    const std::vector<ItemSpec> specs = ParseItemFile(
+    const std::vector<ItemDefinition> definitions = ParseItemFile(
         R"({"process": "plant", "machine": "m1", "items": [
               {"path": "level", "value": 1.5, "access": "rw", "description": "tank level",
                "simulate": "sine", "period": 0.5},
@@ -103,17 +103,17 @@ TEST(ParseItemFile, ReadsItemsNamesAndJsonValues) {
         &process, &machine);
     EXPECT_EQ(process, "plant");
     EXPECT_EQ(machine, "m1");
-    ASSERT_EQ(specs.size(), 4u);
-    EXPECT_EQ(specs[0].type, GX_TYPE_F64);
-    EXPECT_TRUE(specs[0].writable);
-    EXPECT_EQ(specs[0].simulation, Simulation::Sine);
-    EXPECT_EQ(specs[0].period, 0.5);
-    EXPECT_EQ(specs[0].description, "tank level");  // given, so not the simulation's
-    EXPECT_EQ(specs[1].elementType, GX_TYPE_F64);
-    EXPECT_EQ(specs[1].value, "[1,2.5]");
-    EXPECT_EQ(specs[2].type, GX_TYPE_ASTRING);
-    EXPECT_EQ(specs[2].value, "pump 1");
-    EXPECT_EQ(specs[3].type, GX_TYPE_BOOL);
+    ASSERT_EQ(definitions.size(), 4u);
+    EXPECT_EQ(definitions[0].type, GX_TYPE_F64);
+    EXPECT_TRUE(definitions[0].writable);
+    EXPECT_EQ(definitions[0].simulation, Simulation::Sine);
+    EXPECT_EQ(definitions[0].period, 0.5);
+    EXPECT_EQ(definitions[0].description, "tank level");  // given, so not the simulation's
+    EXPECT_EQ(definitions[1].elementType, GX_TYPE_F64);
+    EXPECT_EQ(definitions[1].value, "[1,2.5]");
+    EXPECT_EQ(definitions[2].type, GX_TYPE_ASTRING);
+    EXPECT_EQ(definitions[2].value, "pump 1");
+    EXPECT_EQ(definitions[3].type, GX_TYPE_BOOL);
 
     // A bare array keeps the names given on the command line.
     process = "keep";
