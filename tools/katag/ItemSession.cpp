@@ -12,6 +12,9 @@
 
 #include "Commands.h"
 #include "gxhost/GxHost.h"
+#include "ka/kor/VestaURL.h"
+#include "ka/kor/exception.h"
+#include "ka/kor/lurlparse/PathSeparator.h"
 #include "ka/tagger/gx/quality.h"
 #include "vesta/VestaRealTime.h"
 
@@ -196,6 +199,28 @@ std::string FinalQualityReason(std::uint32_t quality) {
     return std::string();
 }
 
+std::string ConnectFailure(const std::string& url, std::int32_t code) {
+    // The product reports every refused address with one general code; the address parser
+    // says what is wrong with it.
+    const ka::kor::String text = Wide(url);
+    try {
+        const ka::kor::VestaURL parsed(text);
+        // Below the machine an item needs a process and a path.
+        const unsigned int below = parsed.type() == ka::kor::RenderType::Absolute       ? 2
+                                   : parsed.type() == ka::kor::RenderType::LocalMachine ? 1
+                                                                                        : 0;
+        if (parsed.size() < below + 1) {
+            return "invalid URL (no item path below the process)";
+        }
+    } catch (const ka::kor::exception::SyntaxError&) {
+        typedef ka::kor::lurlparse::PathSeparator<wchar_t> Parser;
+        return std::string("invalid URL (") +
+               ka::kor::lurlparse::GetParseStatusText(Parser::Parse(text.begin(), text.end())) +
+               ")";
+    }
+    return "cannot connect: " + CodeText(code);
+}
+
 ConnectedItem::ConnectedItem(const std::string& url, bool write) : url_(url) {
     occurrence_ = GxHostNewOccurrence();
     GxBoolean first = 0;
@@ -203,7 +228,7 @@ ConnectedItem::ConnectedItem(const std::string& url, bool write) : url_(url) {
     Cluster error;
     refnum_ = ka_tagger_gx_Connect(url.c_str(), &first, &wantWrite, &occurrence_, error.ptr());
     if (refnum_ == 0) {
-        failure_ = "cannot connect: " + CodeText(error.code());
+        failure_ = ConnectFailure(url, error.code());
     }
 }
 

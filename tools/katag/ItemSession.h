@@ -141,6 +141,10 @@ class ConnectedItem {
     std::string failure_;
 };
 
+// Why the product refused to connect to url: "invalid URL (three leading backslashes)" for an
+// address that does not parse, else "cannot connect: " and the code's text.
+std::string ConnectFailure(const std::string& url, std::int32_t code);
+
 // Failure reasons a user reads for a quality that will not turn good by waiting: "not found"
 // (the host has no such item), "no host" (the item's process is gone); empty for any other.
 std::string FinalQualityReason(std::uint32_t quality);

@@ -118,7 +118,7 @@ class Monitor {
             const std::int32_t code = ka_tagger_gx_fpb_Connect(text, context, &state, &w->refnum);
             DSDisposeHandle(reinterpret_cast<UHandle>(text));
             if (code != 0) {
-                err_ << "katag monitor: " << url << ": cannot connect: " << CodeText(code) << '\n';
+                err_ << "katag monitor: " << url << ": " << ConnectFailure(url, code) << '\n';
                 failed_ = true;
                 w->refnum = 0;
             }

@@ -113,6 +113,12 @@ const OutputCase kOutputCases[] = {
     {{"packet", "0A000000 0108 2A00 0000"}, "", 1, "", "katag packet: SyntaxError\n"},
     {{"packet", "xyz"}, "", 2, "", "katag packet: invalid hex digit 'x'\n"},
     {{"packet", "0A0"}, "", 2, "", "katag packet: odd number of hex digits\n"},
+    // An address the product refuses is named with what the parser found wrong.
+    {{"get", R"(\\\x)"}, "", 1, "",
+     "katag get: \\\\\\x: invalid URL (three leading backslashes)\n"},
+    {{"monitor", "-W", "1", R"(\\\x)", R"(\\m\a)"}, "", 1, "",
+     "katag monitor: \\\\\\x: invalid URL (three leading backslashes)\n"
+     "katag monitor: \\\\m\\a: invalid URL (no item path below the process)\n"},
     {{"nosuch"}, "", 2, "", "katag: unknown command 'nosuch' (try katag help)\n"},
     {{}, "", 2, "", "katag: missing command (try katag help)\n"},
 };
