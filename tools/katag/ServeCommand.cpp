@@ -1,6 +1,7 @@
 // katag serve: hosts items in this process until interrupted, so that get, put and monitor (here
 // or on other machines across a broker) have something to talk to.
 
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -52,6 +53,13 @@ int Run(Options o, std::ostream& out) {
         ItemServer server(definitions, o.process, o.machine, &out);
         out << "serving " << server.url() << " (" << definitions.size()
             << (definitions.size() == 1 ? " item" : " items") << "; Ctrl-C ends)\n";
+        const char* provider = std::getenv("KA_VESTA_URL");
+        if (provider == nullptr || *provider == '\0') {
+            // The embedded provider's items never leave this process: worth a word, since a
+            // second katag started beside this one would see nothing.
+            std::cerr << "katag serve: no broker given: only this process sees the items "
+                         "(--broker URL or KA_VESTA_URL)\n";
+        }
         for (const ItemDefinition& item : definitions) {
             const char* type = GxVarTypeName(item.elementType != 0 ? item.elementType : item.type);
             out << "  " << server.url() << '\\' << item.path << ' '
