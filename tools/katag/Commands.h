@@ -48,6 +48,13 @@ Action DefineBase64Command(CLI::App& app);
 Action DefineGuidCommand(CLI::App& app);
 Action DefinePacketCommand(CLI::App& app);
 Action DefineTimeCommand(CLI::App& app);
+// The item commands: they run the product in this process.
+Action DefineGetCommand(CLI::App& app);
+Action DefinePutCommand(CLI::App& app);
+Action DefineMonitorCommand(CLI::App& app);
+Action DefineInfoCommand(CLI::App& app);
+Action DefineServeCommand(CLI::App& app);
+Action DefineDemoCommand(CLI::App& app);
 
 // Parses a 32-bit word written in hex ("0x41") or decimal ("65", or "-2147467259" for a code the
 // host shows as signed); throws UsageError naming what for anything else.

@@ -1,5 +1,5 @@
-// katag: the command-line face of the library. Subcommands that look into the library's codes
-// today; reading, writing and monitoring live items as the library grows.
+// katag: the command-line face of the library. Item commands that read, write, monitor and host
+// live items through the product, and commands that look into the library's codes.
 //
 // Exit status: 0 success, 1 a failure reported by the library (its exception text on stderr),
 // 2 a command line that cannot be understood (one line on stderr).
@@ -26,6 +26,24 @@ using katag::Command;
 // its Define function (declared in Commands.h) and a line here.
 // clang-format off
 const Command kCommands[] = {
+    {"get", "URL...",
+     "the current value of items",
+     katag::DefineGetCommand},
+    {"put", "URL VALUE",
+     "write a value to an item and show the old and the new value",
+     katag::DefinePutCommand},
+    {"monitor", "URL...",
+     "one line per change of items until stopped",
+     katag::DefineMonitorCommand},
+    {"info", "URL",
+     "an item's type, access rights, description, host state and quality",
+     katag::DefineInfoCommand},
+    {"serve", "[ITEM...]",
+     "host items in this process (simulated if wished) until interrupted",
+     katag::DefineServeCommand},
+    {"demo", "",
+     "host, get, put and monitor a few items for a few seconds, no setup",
+     katag::DefineDemoCommand},
     {"quality", "WORD",
      "what a quality word means: its conditions, good/warning/error, host code",
      katag::DefineQualityCommand},

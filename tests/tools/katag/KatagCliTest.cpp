@@ -113,6 +113,12 @@ const OutputCase kOutputCases[] = {
     {{"packet", "0A000000 0108 2A00 0000"}, "", 1, "", "katag packet: SyntaxError\n"},
     {{"packet", "xyz"}, "", 2, "", "katag packet: invalid hex digit 'x'\n"},
     {{"packet", "0A0"}, "", 2, "", "katag packet: odd number of hex digits\n"},
+    // An address the product refuses is named with what the parser found wrong.
+    {{"get", R"(\\\x)"}, "", 1, "",
+     "katag get: \\\\\\x: invalid URL (three leading backslashes)\n"},
+    {{"monitor", "-W", "1", R"(\\\x)", R"(\\m\a)"}, "", 1, "",
+     "katag monitor: \\\\\\x: invalid URL (three leading backslashes)\n"
+     "katag monitor: \\\\m\\a: invalid URL (no item path below the process)\n"},
     {{"nosuch"}, "", 2, "", "katag: unknown command 'nosuch' (try katag help)\n"},
     {{}, "", 2, "", "katag: missing command (try katag help)\n"},
 };
@@ -163,6 +169,18 @@ TEST(KatagCli, UsageErrorsExitTwoWithOneLine) {
         {{"packet", "--example", "nope"}, "katag packet: --example: nope not in {i32,"},
         {{"packet", "--example", "i32", "00"}, "katag packet: HEX excludes --example"},
         {{"packet", "-"}, "katag packet: no packet bytes given"},
+        {{"get"}, "katag get: URL is required"},
+        {{"get", "--broker", "http://h:1", "x"},
+         "katag get: --broker: 'http://h:1' is not mqtt://host:port or mqtts://host:port"},
+        {{"get", "-w", "-1", "x"}, "katag get: -w: seconds must be from 0 to 1000000"},
+        {{"put", "x"}, "katag put: VALUE is required"},
+        {{"monitor", "-W", "-2", "x"}, "katag monitor: -W: seconds must be from 0"},
+        {{"info"}, "katag info: URL is required"},
+        {{"serve"}, "katag serve: no items: give ITEM... or --file FILE"},
+        {{"serve", "a:Nope=1"}, "katag serve: item 'a:Nope=1': 'Nope' is no type"},
+        {{"serve", "--file", "/nonexistent/items.json"},
+         "katag serve: cannot read '/nonexistent/items.json'"},
+        {{"demo", "--broker", "x"}, "katag demo: --broker: 'x' is not mqtt://"},
     };
     for (const auto& c : kCases) {
         SCOPED_TRACE(Describe(c.args));
@@ -182,7 +200,8 @@ TEST(KatagCli, HelpFormsAgree) {
     EXPECT_EQ(list.err, "");
     EXPECT_THAT(list.out, StartsWith("usage: katag COMMAND [ARGS]\n"));
     for (const char* command :
-         {"quality", "error", "url", "archive-url", "base64", "guid", "time", "packet"}) {
+         {"get", "put", "monitor", "info", "serve", "demo", "quality", "error", "url",
+          "archive-url", "base64", "guid", "time", "packet"}) {
         EXPECT_THAT(list.out, HasSubstr(std::string("\n  ") + command + " ")) << command;
     }
     for (const char* form : {"--help", "-h"}) {
@@ -200,6 +219,8 @@ TEST(KatagCli, HelpFormsAgree) {
         {"guid", "usage: katag guid [OPTIONS] [N]\n"},
         {"time", "usage: katag time [OPTIONS]\n"},
         {"packet", "usage: katag packet [OPTIONS] [HEX...]\n"},
+        {"get", "usage: katag get [OPTIONS] URL...\n"},
+        {"serve", "usage: katag serve [OPTIONS] [ITEM...]\n"},
     };
     for (const auto& c : kCommands) {
         SCOPED_TRACE(c.command);
@@ -220,7 +241,8 @@ TEST(KatagCli, HelpFormsAgree) {
 TEST(KatagCli, HelpLinesFitOneHundredColumns) {
     std::vector<std::vector<std::string>> forms = {{"help"}};
     for (const char* command :
-         {"quality", "error", "url", "archive-url", "base64", "guid", "time", "packet", "help"}) {
+         {"get", "put", "monitor", "info", "serve", "demo", "quality", "error", "url",
+          "archive-url", "base64", "guid", "time", "packet", "help"}) {
         forms.push_back({"help", command});
     }
     for (const auto& args : forms) {
@@ -248,6 +270,24 @@ TEST(KatagCli, TimeInAZoneNamesIt) {
                              "fraction: 0\\.[0-9]{9}\n"
                              "words:    ([0-9A-F]{8} ){4}\\(most significant first\\)\n"
                              "zone:     [0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2} EST\n"));
+}
+
+// Without a broker the item commands use the embedded provider, whose items live in this process:
+// an item of another process has no host here. demo hosts its own and runs every command.
+TEST(KatagCli, ItemCommandsRunOnTheEmbeddedProvider) {
+    KatagRun run = RunKatag({"get", "\\\\.\\elsewhere\\x"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.err, "katag get: \\\\.\\elsewhere\\x: no host\n");
+
+    run = RunKatag({"demo", "--seconds", "0.5"});
+    EXPECT_EQ(run.status, 0) << run.out;
+    EXPECT_EQ(run.err, "");
+    EXPECT_THAT(run.out, HasSubstr("\\demo\\plant.pump.setpoint 42.5\n"));
+    EXPECT_THAT(run.out, HasSubstr(": write refused: no write right\n"));
+    // The monitor's lines: a changing level with its time stamp.
+    EXPECT_THAT(run.out, MatchesRegex("(.*\n)*\\\\\\\\[^ ]+\\\\demo\\\\plant\\.tank\\.level "
+                                      "[-0-9]+ [:.0-9]+ 50\\.[0-9]+\n(.*\n)*"));
+    EXPECT_THAT(run.out, HasSubstr("# done: every step behaved as expected\n"));
 }
 
 }  // namespace
