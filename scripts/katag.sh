@@ -1,6 +1,6 @@
 #!/bin/sh
 # Builds katag (i386, the product's platform) if needed and runs it with the given arguments.
-# Installs what it needs first. Example: scripts/katag.sh quality 0x41
+# Installs what it needs first. Example: scripts/katag.sh demo
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/deps.sh"
