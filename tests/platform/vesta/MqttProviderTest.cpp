@@ -189,13 +189,21 @@ TEST(MqttTls, ItemsFlowWithTheBrokersCAAndAnotherCAIsReportedWithoutBlocking) {
     unsetenv("KA_VESTA_CAFILE");
 }
 
-// A host in another process: the client sees it, and sees it die at once when it is killed.
-TEST(MqttProcesses, AKilledHostsItemsTurnProcessFailureWithinAKeepalive) {
-    SKIP_WITHOUT_BROKER();
+// Each case gets a broker of its own, which the provider in this process uses.
+class MqttProcesses : public testing::Test {
+  protected:
+    void SetUp() override {
+        SKIP_WITHOUT_BROKER();
+        ASSERT_TRUE(broker.available());
+        setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+        setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    }
     TestBroker broker;
-    ASSERT_TRUE(broker.available());
-    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
-    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+};
+class MqttWire : public MqttProcesses {};
+
+// A host in another process: the client sees it, and sees it die at once when it is killed.
+TEST_F(MqttProcesses, AKilledHostsItemsTurnProcessFailureWithinAKeepalive) {
     Session session;
     Client client(session.p);
     double worst = 0;
@@ -227,12 +235,7 @@ TEST(MqttProcesses, AKilledHostsItemsTurnProcessFailureWithinAKeepalive) {
 
 // The broker crashes while a host counts; after it returns the client has the latest value
 // within 2 s, and between the crash and that fresh value nothing is reported good.
-TEST(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStaleGoodOne) {
-    SKIP_WITHOUT_BROKER();
-    TestBroker broker;
-    ASSERT_TRUE(broker.available());
-    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
-    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+TEST_F(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStaleGoodOne) {
     Session session;
     const std::wstring process = L"crash" + std::to_wstring(::getpid());
     ItemHost host(session.p, process);
@@ -278,12 +281,7 @@ TEST(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStaleGo
 // life; the client has seen that life end and must not report its value good again. The host
 // (in a process of its own) is held stopped until the client is back, so that the client meets
 // the broker's old state before the host's new birth replaces it.
-TEST(MqttProcesses, ABrokerBackWithAnOlderSavedStateNeverRevivesAnEndedLife) {
-    SKIP_WITHOUT_BROKER();
-    TestBroker broker;
-    ASSERT_TRUE(broker.available());
-    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
-    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+TEST_F(MqttProcesses, ABrokerBackWithAnOlderSavedStateNeverRevivesAnEndedLife) {
     const std::wstring process = L"saved" + std::to_wstring(::getpid());
     std::unique_ptr<RemoteHost> host = RemoteHost::Start(MQTT_TEST_HOST, process);
     ASSERT_TRUE(host);
@@ -328,12 +326,7 @@ class Silent : public vesta::mqtt::Connection::Handler {
 // Only the client's connection goes (another connection takes its client id): broker and host
 // stay, so no new birth comes. The host answers the client's roll call, and its items are good
 // again with its next value.
-TEST(MqttProcesses, AClientThatAloneLostItsConnectionTrustsTheHostThatIsStillThere) {
-    SKIP_WITHOUT_BROKER();
-    TestBroker broker;
-    ASSERT_TRUE(broker.available());
-    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
-    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+TEST_F(MqttProcesses, AClientThatAloneLostItsConnectionTrustsTheHostThatIsStillThere) {
     // The client's id is in the topic of the probe it publishes on connecting.
     struct ProbeWatch : Silent {
         void onMessage(const mosquitto_message& m) override {
@@ -396,11 +389,7 @@ std::string Upper(const std::wstring& s) {
 
 // A peer that publishes nonsense on an item's topic: the client says so (a log line) and shows
 // the item without a value, and the host's next update brings it back.
-TEST(MqttWire, UnreadableItemMessagesGiveABadQualityUntilTheHostsNextValue) {
-    SKIP_WITHOUT_BROKER();
-    TestBroker broker;
-    ASSERT_TRUE(broker.available());
-    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+TEST_F(MqttWire, UnreadableItemMessagesGiveABadQualityUntilTheHostsNextValue) {
     Session session;
     const std::wstring process = L"wire" + std::to_wstring(::getpid());
     ItemHost host(session.p, process);
