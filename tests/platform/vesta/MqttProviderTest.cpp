@@ -2,6 +2,7 @@
 // host and client in this process (each with its own broker connection), a host in another
 // process, broker crashes and host crashes, and what the wire may carry.
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <chrono>
 #include <cstdlib>
@@ -385,6 +386,60 @@ std::string Upper(const std::wstring& s) {
         out += static_cast<char>(std::towupper(c));
     }
     return out;
+}
+
+// A broker that holds only one message for a client that falls behind drops births, probes and
+// retained values as readily as updates. While one host in this process floods an item the
+// client watches, the client subscribes to an item of another host; once the flood ends, that
+// subscription must settle: good, or the reason it is not.
+TEST(MqttLossyBroker, EverySubscriptionSettlesThoughTheBrokerDropsMessages) {
+    SKIP_WITHOUT_BROKER();
+    TestBroker broker(false, 1);
+    ASSERT_TRUE(broker.available());
+    setenv("KA_VESTA_URL", broker.url().c_str(), 1);
+    setenv("KA_VESTA_KEEPALIVE", "5", 1);
+    Session session;
+    const std::wstring pid = std::to_wstring(::getpid());
+    const std::wstring base = L"\\\\" + HostName() + L"\\";
+    ItemHost flooder(session.p, L"flood" + pid);
+    ItemHost::Item busy = flooder.createItem(L"busy", FlexData(0), VESTA_ACCESS_READ);
+    ItemHost quiet(session.p, L"quiet" + pid);
+    quiet.createItem(L"x", FlexData(7), VESTA_ACCESS_READ);
+    const auto lastIs = [](std::uint32_t quality) {
+        return [quality](const std::vector<Event>& es) {
+            return !es.empty() && es.back().kind == Event::Data && es.back().quality == quality;
+        };
+    };
+    Client client(session.p);
+    client.add(base + L"flood" + pid + L"\\busy", 1);
+    int value = 0;
+    for (long round = 0; round < 4; ++round) {
+        // Long enough for the client to fall behind, and on past the subscription.
+        std::atomic<bool> subscribed{false};
+        std::thread flood([&] {
+            const auto start = std::chrono::steady_clock::now();
+            while (!subscribed ||
+                   std::chrono::steady_clock::now() < start + std::chrono::milliseconds(1500)) {
+                busy.update(FlexData(++value));
+            }
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+        IVestaRealTimeItem* item = nullptr;
+        const HRESULT added = client.rt->AddItem((base + L"quiet" + pid + L"\\x").c_str(), &item,
+                                                 nullptr, 100 + round);
+        subscribed = true;
+        flood.join();
+        ASSERT_EQ(S_OK, added);
+        EXPECT_TRUE(client.receiver->waitFor(100 + round, lastIs(VESTA_QUALITY_GOOD)))
+            << round << ": " << Describe(client.receiver->events(100 + round));
+        item->Release();
+    }
+    client.add(base + L"quiet" + pid + L"\\none", 2);
+    client.add(base + L"absent\\x", 3);
+    EXPECT_TRUE(client.receiver->waitFor(2, lastIs(VESTA_QUALITY_NONEXISTENT)))
+        << Describe(client.receiver->events(2));
+    EXPECT_TRUE(client.receiver->waitFor(3, lastIs(VESTA_QUALITY_PROCESS_FAILURE)))
+        << Describe(client.receiver->events(3));
 }
 
 // A peer that publishes nonsense on an item's topic: the client says so (a log line) and shows

@@ -23,6 +23,12 @@ constexpr std::uint32_t kStateParts = VESTA_MASK_QUALITY | VESTA_MASK_TIME;
 // A message for the item that could not be read: its value is not known. (No quality word
 // says "garbage on the wire"; "no value" is what the client can act on.)
 constexpr std::uint32_t kUnreadableQuality = VESTA_QUALITY_NO_VALUE;
+// The first ask-again after an item stops being good (or starts), doubling up to the last: soon
+// enough that a lost birth costs a second, rare enough that an item that is really missing
+// costs the broker little.
+constexpr std::chrono::milliseconds kFirstResync{1000};
+constexpr std::chrono::milliseconds kLastResync{8000};
+constexpr std::chrono::milliseconds kResyncTick{250};
 
 std::wstring FromUtf8(const std::string& s) {
     // Descriptions are short; a plain decoder keeps this free of locale state.
@@ -52,6 +58,7 @@ std::shared_ptr<MqttProvider> MqttProvider::Instance(const std::string& url,
     if (!p) {
         p.reset(new MqttProvider(settings));
         p->connection_->start();
+        p->resync_ = std::thread([raw = p.get()] { raw->resyncLoop(); });
         slot = p;
         // Items subscribed right away are not reported "disconnected" only because the first
         // connection is still on its way; an unreachable broker is known within this bound.
@@ -65,6 +72,14 @@ MqttProvider::MqttProvider(const mqtt::Settings& settings)
       connection_(std::make_unique<mqtt::Connection>(settings, "client", *this)) {}
 
 MqttProvider::~MqttProvider() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        stopping_ = true;
+    }
+    stopResync_.notify_all();
+    if (resync_.joinable()) {
+        resync_.join();
+    }
     // Stops the network thread before the registry goes. Not reset(): that clears the pointer
     // before the connection's destructor joins the thread, and a callback still running until
     // then reads it.
@@ -78,6 +93,7 @@ void MqttProvider::subscribe(const std::shared_ptr<Subscription>& subscription) 
     bool newTopic = false;
     bool newHost = false;
     std::uint64_t probe = 0;
+    std::lock_guard<std::mutex> wire(wireMutex_);
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto it = entries_.find(topic);
@@ -88,6 +104,7 @@ void MqttProvider::subscribe(const std::shared_ptr<Subscription>& subscription) 
             newHost = h.users++ == 0;
             newTopic = true;
             it->second.probe = probe = ++probeSent_;
+            scheduleResync(it->second, true);
         }
         it->second.watchers.push_back(Watcher{subscription.get()});
         resolveLocked(it->second, false);
@@ -112,6 +129,7 @@ void MqttProvider::unsubscribe(Subscription& subscription) noexcept {
     }
     bool dropTopic = false;
     bool dropHost = false;
+    std::lock_guard<std::mutex> wire(wireMutex_);
     {
         std::lock_guard<std::mutex> lock(mutex_);
         const auto it = entries_.find(topic);
@@ -193,6 +211,7 @@ void MqttProvider::onConnect() {
     std::vector<std::string> topics;
     std::vector<std::pair<std::string, std::string>> rollCalls;
     std::uint64_t probe = 0;
+    std::lock_guard<std::mutex> wire(wireMutex_);
     {
         std::lock_guard<std::mutex> lock(mutex_);
         connected_ = true;
@@ -219,6 +238,7 @@ void MqttProvider::onConnect() {
             e.second.haveItem = false;
             e.second.bad = false;
             e.second.probe = probe;
+            scheduleResync(e.second, true);
             topics.push_back(e.first);
         }
     }
@@ -315,6 +335,14 @@ void MqttProvider::itemMessageLocked(Entry& e, const mosquitto_message& m) {
         // newer one stands.
         return;
     }
+    if (e.haveItem && item.generation == e.item.generation &&
+        item.time.ticks == e.item.time.ticks && item.quality == e.item.quality &&
+        item.value == e.item.value) {
+        // The retained state again, because this client asked for it again: nothing new.
+        e.bad = false;
+        resolveLocked(e, false);
+        return;
+    }
     auto value = std::make_shared<VarData>(item.value);
     value->convertToNativeType();
     const bool sameDetails = e.details && e.item.rights == item.rights &&
@@ -408,6 +436,11 @@ void MqttProvider::resolveLocked(Entry& e, bool fresh) {
         }
     }
     const FILETIME now = CurrentFileTime();
+    if (active) {
+        e.resyncDelay = std::chrono::milliseconds(0);
+    } else if (e.resyncDelay.count() == 0) {
+        scheduleResync(e, true);  // it was good until now
+    }
     for (Watcher& w : e.watchers) {
         Subscription& s = *w.subscription;
         if (active) {
@@ -430,6 +463,73 @@ void MqttProvider::resolveLocked(Entry& e, bool fresh) {
         }
         w.shown = Shown::Missing;
         w.quality = quality;
+    }
+}
+
+void MqttProvider::scheduleResync(Entry& e, bool restart) {
+    e.resyncDelay = restart ? kFirstResync : std::min(e.resyncDelay * 2, kLastResync);
+    e.resyncAt = std::chrono::steady_clock::now() + e.resyncDelay;
+}
+
+void MqttProvider::resyncLoop() {
+    for (;;) {
+        {
+            std::unique_lock<std::mutex> lock(mutex_);
+            if (stopResync_.wait_for(lock, kResyncTick, [this] { return stopping_; })) {
+                return;
+            }
+        }
+        try {
+            resyncDue();
+        } catch (...) {
+            // Out of memory: the next round tries again.
+        }
+    }
+}
+
+void MqttProvider::resyncDue() {
+    std::set<std::string> topics;
+    std::vector<std::pair<std::string, std::string>> rollCalls;
+    std::uint64_t probe = 0;
+    std::lock_guard<std::mutex> wire(wireMutex_);
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (!connected_) {
+            return;  // the next connect asks for everything anyway
+        }
+        const auto now = std::chrono::steady_clock::now();
+        for (auto& entry : entries_) {
+            Entry& e = entry.second;
+            if (e.resyncDelay.count() == 0 || now < e.resyncAt) {
+                continue;  // good, or not due yet
+            }
+            if (probe == 0) {
+                probe = ++probeSent_;
+            }
+            e.probe = probe;
+            scheduleResync(e, false);
+            topics.insert(entry.first);
+            const HostState& h = hosts_[e.hostTopic];
+            if (h.known && h.state.alive && !h.distrust) {
+                continue;  // the host's state is not what is missing
+            }
+            if (topics.insert(e.hostTopic).second && h.distrust && h.rollCall != 0) {
+                mqtt::RollCallMessage call;
+                call.id = h.rollCall;
+                call.replyTopic = mqtt::ReplyTopic(connection_->clientId());
+                rollCalls.emplace_back(mqtt::RollCallTopic(e.hostTopic), mqtt::Encode(call));
+            }
+        }
+    }
+    for (const std::string& t : topics) {
+        connection_->subscribe(t, 1);
+    }
+    for (const auto& call : rollCalls) {
+        connection_->publish(call.first, call.second, 1, false);
+    }
+    if (probe != 0) {
+        connection_->publish(mqtt::ProbeTopic(connection_->clientId()), std::to_string(probe), 1,
+                             false);
     }
 }
 

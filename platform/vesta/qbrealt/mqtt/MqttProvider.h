@@ -5,14 +5,23 @@
 //
 // One lock guards the client registry. Changes are posted to subscriptions under it (from the
 // network thread), which keeps their order per item; the dispatcher delivers them later.
+//
+// A broker drops messages for a client that falls too far behind (mosquitto's
+// max_queued_messages), a host's birth or a probe among them. So an item that is not good asks
+// the broker again, with back-off, for what it retains (subscribing anew resends it) and probes
+// again. A good item is left alone: asking for every one would cost a retained message per item
+// and round, and whatever was lost of a good item, its host's next message sets right.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "qbrealt/Provider.h"
@@ -78,6 +87,9 @@ class MqttProvider final : public Provider,
         std::shared_ptr<const ITEMDETAILS> details;
         bool bad = false;         // the last message could not be read
         std::uint64_t probe = 0;  // resolved once this probe has come back
+        // When a watcher that is not good next asks the broker again, and the wait after that.
+        std::chrono::steady_clock::time_point resyncAt;
+        std::chrono::milliseconds resyncDelay{0};
     };
 
     explicit MqttProvider(const mqtt::Settings& settings);
@@ -88,11 +100,23 @@ class MqttProvider final : public Provider,
     // An answer to a roll call: the host is there, in the life it names.
     void presentLocked(const mosquitto_message& m);
     void hostMessageLocked(const std::string& topic, const mosquitto_message& m);
+    // Schedules the entry's next ask-again: after the first delay on `restart`, else after
+    // twice the last (bounded).
+    static void scheduleResync(Entry& e, bool restart);
+    // The resync thread: every so often re-subscribes what is due and probes again.
+    void resyncLoop();
+    void resyncDue();
 
     const mqtt::Settings settings_;
     std::unique_ptr<mqtt::Connection> connection_;
 
+    // Held (before mutex_) from deciding on subscriptions to sending them, so that a subscribe
+    // never overtakes the unsubscribe of the same topic on the wire.
+    std::mutex wireMutex_;
     std::mutex mutex_;
+    std::condition_variable stopResync_;
+    bool stopping_ = false;
+    std::thread resync_;
     bool connected_ = false;
     bool everConnected_ = false;
     std::uint64_t probeSent_ = 0;
