@@ -136,9 +136,7 @@ TestBroker::TestBroker(bool tls, int maxQueued) : tls_(tls) {
          << "persistence_location " << dir_ << "/\n"
          << "autosave_interval 1\n"
          << "log_dest none\n";
-    if (maxQueued > 0) {
-        conf << "max_queued_messages " << maxQueued << "\n";
-    }
+    conf << "max_queued_messages " << maxQueued << "\n";
     conf.close();
     // Started as root, mosquitto runs as its own user: without the directory it could neither
     // read the key nor save its database, and persistence would be off without a word.
