@@ -121,6 +121,13 @@ int CycleCount() {
     return v != nullptr && std::atoi(v) > 0 ? std::atoi(v) : 3;
 }
 
+// For waitFor: the item's latest event is a change to `quality`.
+auto LastQualityIs(std::uint32_t quality) {
+    return [quality](const std::vector<Event>& es) {
+        return !es.empty() && es.back().kind == Event::Data && es.back().quality == quality;
+    };
+}
+
 double Seconds(std::chrono::steady_clock::duration d) {
     return std::chrono::duration<double>(d).count();
 }
@@ -222,10 +229,7 @@ TEST_F(MqttProcesses, AKilledHostsItemsTurnProcessFailureWithinAKeepalive) {
         })) << Describe(client.receiver->events(h));
         const auto killed = std::chrono::steady_clock::now();
         Kill9(host);
-        EXPECT_TRUE(client.receiver->waitFor(h, [](const std::vector<Event>& es) {
-            return es.back().kind == Event::Data &&
-                   es.back().quality == VESTA_QUALITY_PROCESS_FAILURE;
-        }));
+        EXPECT_TRUE(client.receiver->waitFor(h, LastQualityIs(VESTA_QUALITY_PROCESS_FAILURE)));
         const double took = Seconds(std::chrono::steady_clock::now() - killed);
         worst = std::max(worst, took);
         EXPECT_LT(took, 1.5 * 5);
@@ -254,9 +258,7 @@ TEST_F(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStale
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         broker.kill9();
         const std::size_t before = client.receiver->events(1).size();
-        EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
-            return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_DISCONNECTED;
-        }));
+        EXPECT_TRUE(client.receiver->waitFor(1, LastQualityIs(VESTA_QUALITY_DISCONNECTED)));
         counter.update(FlexData(++value));  // while the broker is away
         ASSERT_TRUE(broker.start());
         const auto back = std::chrono::steady_clock::now();
@@ -370,9 +372,7 @@ TEST_F(MqttProcesses, AClientThatAloneLostItsConnectionTrustsTheHostThatIsStillT
     mosquitto_loop(usurper, 200, 1);
     mosquitto_disconnect(usurper);
     mosquitto_destroy(usurper);
-    EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
-        return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_DISCONNECTED;
-    }));
+    EXPECT_TRUE(client.receiver->waitFor(1, LastQualityIs(VESTA_QUALITY_DISCONNECTED)));
     item.update(FlexData(2));
     EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
         return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_GOOD &&
@@ -405,11 +405,6 @@ TEST(MqttLossyBroker, EverySubscriptionSettlesThoughTheBrokerDropsMessages) {
     ItemHost::Item busy = flooder.createItem(L"busy", FlexData(0), VESTA_ACCESS_READ);
     ItemHost quiet(session.p, L"quiet" + pid);
     quiet.createItem(L"x", FlexData(7), VESTA_ACCESS_READ);
-    const auto lastIs = [](std::uint32_t quality) {
-        return [quality](const std::vector<Event>& es) {
-            return !es.empty() && es.back().kind == Event::Data && es.back().quality == quality;
-        };
-    };
     Client client(session.p);
     client.add(base + L"flood" + pid + L"\\busy", 1);
     int value = 0;
@@ -430,15 +425,15 @@ TEST(MqttLossyBroker, EverySubscriptionSettlesThoughTheBrokerDropsMessages) {
         subscribed = true;
         flood.join();
         ASSERT_EQ(S_OK, added);
-        EXPECT_TRUE(client.receiver->waitFor(100 + round, lastIs(VESTA_QUALITY_GOOD)))
+        EXPECT_TRUE(client.receiver->waitFor(100 + round, LastQualityIs(VESTA_QUALITY_GOOD)))
             << round << ": " << Describe(client.receiver->events(100 + round));
         item->Release();
     }
     client.add(base + L"quiet" + pid + L"\\none", 2);
     client.add(base + L"absent\\x", 3);
-    EXPECT_TRUE(client.receiver->waitFor(2, lastIs(VESTA_QUALITY_NONEXISTENT)))
+    EXPECT_TRUE(client.receiver->waitFor(2, LastQualityIs(VESTA_QUALITY_NONEXISTENT)))
         << Describe(client.receiver->events(2));
-    EXPECT_TRUE(client.receiver->waitFor(3, lastIs(VESTA_QUALITY_PROCESS_FAILURE)))
+    EXPECT_TRUE(client.receiver->waitFor(3, LastQualityIs(VESTA_QUALITY_PROCESS_FAILURE)))
         << Describe(client.receiver->events(3));
 }
 
@@ -473,9 +468,8 @@ TEST_F(MqttWire, UnreadableItemMessagesGiveABadQualityUntilTheHostsNextValue) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         peer.publish(topic, c.payload, 1, false);
-        EXPECT_TRUE(client.receiver->waitFor(1, [](const std::vector<Event>& es) {
-            return es.back().kind == Event::Data && es.back().quality == VESTA_QUALITY_NO_VALUE;
-        })) << Describe(client.receiver->events(1));
+        EXPECT_TRUE(client.receiver->waitFor(1, LastQualityIs(VESTA_QUALITY_NO_VALUE)))
+            << Describe(client.receiver->events(1));
         item.update(FlexData(++value));
         EXPECT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(value)));
     }
