@@ -1,9 +1,11 @@
 // katag info URL: what is known of one item: type, access rights, description, its host's state,
 // the subscription's state and the quality, with the current value.
 
+#include <chrono>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include <CLI/CLI.hpp>
 
@@ -68,7 +70,14 @@ int Run(const Options& o, std::ostream& out) {
     const std::string description =
         haveDetails && (d.flags & ITEMDETAILS_HAS_DESCRIPTION) != 0 ? d.description : "";
     const std::string type = good ? TypeName(item.value()) : "unknown";
-    const char* subscription = item.subscribed() ? "established" : "not established";
+    // The value can be read before the notification of the attribute record, which marks the
+    // subscription good, has run; an item with a value is given until the deadline for that.
+    bool established = item.subscribed();
+    while (good && !established && Clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        established = item.subscribed();
+    }
+    const char* subscription = established ? "established" : "not established";
 
     if (o.json) {
         nlohmann::json j = QualityJson(item.quality());
