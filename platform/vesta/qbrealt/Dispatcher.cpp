@@ -1,6 +1,7 @@
 #include "qbrealt/Dispatcher.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 
 #include <utility>
@@ -30,6 +31,7 @@ Dispatcher::~Dispatcher() {
     {
         std::lock_guard<std::mutex> lock(core_->mutex);
         core_->stop = true;
+        core_->pending.store(true, std::memory_order_release);
     }
     core_->wake.notify_one();
     if (onDispatcherThread()) {
@@ -40,13 +42,15 @@ Dispatcher::~Dispatcher() {
 }
 
 void Dispatcher::schedule(std::shared_ptr<Subscription> subscription) {
-    bool wasIdle;
+    bool wake;
     {
         std::lock_guard<std::mutex> lock(core_->mutex);
-        wasIdle = core_->ready.empty();
+        // Once woken, the thread takes the whole list: one call per sleep is enough.
+        wake = core_->sleeping && core_->ready.empty();
         core_->ready.push_back(std::move(subscription));
+        core_->pending.store(true, std::memory_order_release);
     }
-    if (wasIdle) {
+    if (wake) {
         core_->wake.notify_one();
     }
 }
@@ -55,15 +59,38 @@ bool Dispatcher::onDispatcherThread() const noexcept {
     return std::this_thread::get_id() == threadId_;
 }
 
+void Dispatcher::WaitForWork(Core& core, std::unique_lock<std::mutex>& lock, int& longIdles) {
+    using Clock = std::chrono::steady_clock;
+    if (core.stop || !core.ready.empty()) {
+        longIdles = 0;
+        return;
+    }
+    const Clock::time_point idleSince = Clock::now();
+    if (longIdles < 2) {
+        lock.unlock();
+        const Clock::time_point until = idleSince + kStayAwake;
+        while (!core.pending.load(std::memory_order_acquire) && Clock::now() < until) {
+            sched_yield();  // whatever else is ready on this processor runs meanwhile
+        }
+        lock.lock();
+    }
+    core.sleeping = true;
+    core.wake.wait(lock, [&] { return core.stop || !core.ready.empty(); });
+    core.sleeping = false;
+    longIdles = Clock::now() - idleSince < kStayAwake ? 0 : longIdles + 1;
+}
+
 void Dispatcher::Run(std::shared_ptr<Core> core) {
     std::vector<std::shared_ptr<Subscription>> batch;
     std::vector<std::shared_ptr<Subscription>> again;
+    int longIdles = 0;
     std::unique_lock<std::mutex> lock(core->mutex);
     for (;;) {
-        core->wake.wait(lock, [&] { return core->stop || !core->ready.empty(); });
+        WaitForWork(*core, lock, longIdles);
         if (core->stop) {
             return;
         }
+        core->pending.store(false, std::memory_order_relaxed);
         batch.swap(core->ready);
         lock.unlock();
         for (std::shared_ptr<Subscription>& s : batch) {

@@ -1,8 +1,15 @@
 // Subscriptions added and released from many threads while their items change at full rate: no
-// notification may run after (or still be running when) its item's Release returns.
+// notification may run after (or still be running when) its item's Release returns. And changes
+// that come at every pace, around the time the delivering thread stays awake for more: each one
+// is delivered, whether it finds that thread awake, falling asleep or asleep.
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -108,6 +115,67 @@ TEST(VestaConcurrency, NoNotificationRunsAfterItsItemsReleaseReturns) {
 
     EXPECT_EQ(0, receiver.late.load());
     EXPECT_LT(0, receiver.notifications.load());
+    rt->Release();
+    host.reset();
+    session->Release();
+}
+
+// Keeps the latest value; lives on the test's stack.
+class LatestValueReceiver final : public IVestaRealTimeReceiver {
+  public:
+    HRESULT QueryInterface(const GUID& iid, void** out) override {
+        *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
+        return *out != nullptr ? S_OK : E_NOINTERFACE;
+    }
+    std::uint32_t AddRef() override { return 2; }
+    std::uint32_t Release() override { return 1; }
+    HRESULT OnDataChange(long, std::uint32_t mask, const VarData* value, std::uint32_t,
+                         FILETIME) override {
+        if ((mask & VESTA_MASK_VALUE) != 0) {
+            std::lock_guard<std::mutex> lock(mutex_);
+            latest_ = *value;
+            changed_.notify_all();
+        }
+        return S_OK;
+    }
+    HRESULT OnAttributeChange(long, const ITEMDETAILS*) override { return S_OK; }
+    HRESULT OnStatusChange(long, IASTATUS, HRESULT, std::uint32_t) override { return S_OK; }
+
+    bool waitFor(const VarData& wanted) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(5), [&] { return latest_ == wanted; });
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    VarData latest_;
+};
+
+TEST(VestaConcurrency, EveryChangeIsDeliveredWhateverThePauseBeforeIt) {
+    unsetenv("KA_VESTA_URL");
+    IUnknown* session = GetVestaSession();
+    ASSERT_NE(nullptr, session) << VestaLastErrorText();
+    LatestValueReceiver receiver;
+    IVestaRealTime* rt = nullptr;
+    ASSERT_EQ(S_OK, NewVestaRealTime(session, &receiver, &rt));
+    auto host = std::make_unique<vesta::ItemHost>(session, L"paces");
+    vesta::ItemHost::Item item = host->createItem(L"v", FlexData(0.0), VESTA_ACCESS_READ);
+    const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
+    const std::wstring url = L"\\\\" + std::wstring(h.begin(), h.end()) + L"\\paces\\v";
+    IVestaRealTimeItem* subscription = nullptr;
+    ASSERT_EQ(S_OK, rt->AddItem(url.c_str(), &subscription, nullptr, 1));
+    ASSERT_TRUE(receiver.waitFor(VarData::FromR8(0.0)));
+
+    // Pauses in microseconds, short and long, in an order that also gives two long ones in a
+    // row (after which the thread goes straight to sleep) and a short one after those.
+    const int pauses[] = {0, 20, 60, 90, 110, 150, 250, 400, 1000, 30, 2000, 3000, 5, 120};
+    for (int n = 1; n <= 300; ++n) {
+        std::this_thread::sleep_for(std::chrono::microseconds(pauses[n % std::size(pauses)]));
+        item.update(FlexData(static_cast<double>(n)));
+        ASSERT_TRUE(receiver.waitFor(VarData::FromR8(n))) << "change " << n << " was not delivered";
+    }
+    subscription->Release();
     rt->Release();
     host.reset();
     session->Release();
