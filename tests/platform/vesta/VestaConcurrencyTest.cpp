@@ -4,18 +4,17 @@
 // is delivered, whether it finds that thread awake, falling asleep or asleep.
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "RecordingReceiver.h"
 #include "ka/kor/FlexData.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
 #include "ka/kor/osdep/ThreadTestSupport.h"
@@ -29,6 +28,12 @@ using ka::kor::FlexData;
 constexpr int kThreads = 8;
 constexpr int kRounds = 300;
 constexpr int kItems = 16;
+
+// \\this machine\process\ (the embedded provider's addresses).
+std::wstring LocalProcess(const std::wstring& process) {
+    const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
+    return L"\\\\" + std::wstring(h.begin(), h.end()) + L"\\" + process + L"\\";
+}
 
 // Client handle = thread * kRounds + round. Counts, per handle, whether its Release has returned,
 // and every notification that began or ended after that.
@@ -93,8 +98,7 @@ TEST(VestaConcurrency, NoNotificationRunsAfterItsItemsReleaseReturns) {
         }
     });
 
-    const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
-    const std::wstring prefix = L"\\\\" + std::wstring(h.begin(), h.end()) + L"\\concurrency\\item";
+    const std::wstring prefix = LocalProcess(L"concurrency") + L"item";
     std::atomic<int> next{0};
     ka_test::RunOnThreads(kThreads, [&] {
         const int t = next++;
@@ -120,52 +124,19 @@ TEST(VestaConcurrency, NoNotificationRunsAfterItsItemsReleaseReturns) {
     session->Release();
 }
 
-// Keeps the latest value; lives on the test's stack.
-class LatestValueReceiver final : public IVestaRealTimeReceiver {
-  public:
-    HRESULT QueryInterface(const GUID& iid, void** out) override {
-        *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
-        return *out != nullptr ? S_OK : E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return 2; }
-    std::uint32_t Release() override { return 1; }
-    HRESULT OnDataChange(long, std::uint32_t mask, const VarData* value, std::uint32_t,
-                         FILETIME) override {
-        if ((mask & VESTA_MASK_VALUE) != 0) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            latest_ = *value;
-            changed_.notify_all();
-        }
-        return S_OK;
-    }
-    HRESULT OnAttributeChange(long, const ITEMDETAILS*) override { return S_OK; }
-    HRESULT OnStatusChange(long, IASTATUS, HRESULT, std::uint32_t) override { return S_OK; }
-
-    bool waitFor(const VarData& wanted) {
-        std::unique_lock<std::mutex> lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(5), [&] { return latest_ == wanted; });
-    }
-
-  private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    VarData latest_;
-};
-
 TEST(VestaConcurrency, EveryChangeIsDeliveredWhateverThePauseBeforeIt) {
     unsetenv("KA_VESTA_URL");
     IUnknown* session = GetVestaSession();
     ASSERT_NE(nullptr, session) << VestaLastErrorText();
-    LatestValueReceiver receiver;
+    vesta_test::RecordingReceiver* receiver = vesta_test::RecordingReceiver::Create();
     IVestaRealTime* rt = nullptr;
-    ASSERT_EQ(S_OK, NewVestaRealTime(session, &receiver, &rt));
+    ASSERT_EQ(S_OK, NewVestaRealTime(session, receiver, &rt));
     auto host = std::make_unique<vesta::ItemHost>(session, L"paces");
     vesta::ItemHost::Item item = host->createItem(L"v", FlexData(0.0), VESTA_ACCESS_READ);
-    const ka::kor::String h = ka::kor::osdep::GetCachedHostName();
-    const std::wstring url = L"\\\\" + std::wstring(h.begin(), h.end()) + L"\\paces\\v";
     IVestaRealTimeItem* subscription = nullptr;
-    ASSERT_EQ(S_OK, rt->AddItem(url.c_str(), &subscription, nullptr, 1));
-    ASSERT_TRUE(receiver.waitFor(VarData::FromR8(0.0)));
+    ASSERT_EQ(S_OK,
+              rt->AddItem((LocalProcess(L"paces") + L"v").c_str(), &subscription, nullptr, 1));
+    ASSERT_TRUE(receiver->waitForValue(1, VarData::FromR8(0.0)));
 
     // Pauses in microseconds, short and long, in an order that also gives two long ones in a
     // row (after which the thread goes straight to sleep) and a short one after those.
@@ -173,10 +144,12 @@ TEST(VestaConcurrency, EveryChangeIsDeliveredWhateverThePauseBeforeIt) {
     for (int n = 1; n <= 300; ++n) {
         std::this_thread::sleep_for(std::chrono::microseconds(pauses[n % std::size(pauses)]));
         item.update(FlexData(static_cast<double>(n)));
-        ASSERT_TRUE(receiver.waitFor(VarData::FromR8(n))) << "change " << n << " was not delivered";
+        ASSERT_TRUE(receiver->waitForValue(1, VarData::FromR8(n)))
+            << "change " << n << " was not delivered";
     }
     subscription->Release();
     rt->Release();
+    receiver->Release();
     host.reset();
     session->Release();
 }
