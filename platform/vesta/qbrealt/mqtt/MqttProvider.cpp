@@ -1,6 +1,7 @@
 #include "qbrealt/mqtt/MqttProvider.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include <mosquitto.h>
@@ -125,24 +126,32 @@ void MqttProvider::unsubscribe(Subscription& subscription) noexcept {
     try {
         topic = mqtt::ItemTopic(subscription.url());
     } catch (...) {
-        return;
+        // Out of memory: the entry is found by its watcher below.
     }
     bool dropTopic = false;
     bool dropHost = false;
     std::lock_guard<std::mutex> wire(wireMutex_);
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        const auto it = entries_.find(topic);
+        for (auto w = writes_.begin(); w != writes_.end();) {
+            w = w->second == &subscription ? writes_.erase(w) : std::next(w);
+        }
+        const auto watches = [&](const Watcher& w) { return w.subscription == &subscription; };
+        const auto it = !topic.empty()
+                            ? entries_.find(topic)
+                            : std::find_if(entries_.begin(), entries_.end(), [&](const auto& e) {
+                                  return std::any_of(e.second.watchers.begin(),
+                                                     e.second.watchers.end(), watches);
+                              });
         if (it == entries_.end()) {
             return;
         }
         std::vector<Watcher>& ws = it->second.watchers;
-        ws.erase(std::remove_if(ws.begin(), ws.end(),
-                                [&](const Watcher& w) { return w.subscription == &subscription; }),
-                 ws.end());
+        ws.erase(std::remove_if(ws.begin(), ws.end(), watches), ws.end());
         if (ws.empty()) {
-            hostTopic = it->second.hostTopic;
-            entries_.erase(it);
+            auto gone = entries_.extract(it);
+            topic = std::move(gone.key());
+            hostTopic = std::move(gone.mapped().hostTopic);
             dropTopic = true;
             const auto h = hosts_.find(hostTopic);
             if (h != hosts_.end() && --h->second.users == 0) {
@@ -182,7 +191,7 @@ HRESULT MqttProvider::write(Subscription& subscription, const VarData& value) {
             return VESTA_E_TYPEMISMATCH;
         }
         request.id = nextWrite_++;
-        writes_[request.id] = subscription.shared_from_this();
+        writes_[request.id] = &subscription;
         // Refusals that never come (the host died) must not pile up.
         while (writes_.size() > 1024) {
             writes_.erase(writes_.begin());
@@ -293,9 +302,7 @@ void MqttProvider::onMessage(const mosquitto_message& m) {
         }
         const auto it = writes_.find(reply.id);
         if (it != writes_.end()) {
-            if (std::shared_ptr<Subscription> s = it->second.lock()) {
-                s->postStatus(IASTATUS_ACTIVE, reply.result);
-            }
+            it->second->postStatus(IASTATUS_ACTIVE, reply.result);
             writes_.erase(it);
         }
         return;

@@ -124,7 +124,10 @@ class MqttProvider final : public Provider,
     std::map<std::string, Entry> entries_;    // by item topic
     std::map<std::string, HostState> hosts_;  // by host topic
     std::uint32_t nextWrite_ = 1;
-    std::map<std::uint32_t, std::weak_ptr<Subscription>> writes_;  // waiting for a refusal
+    // Writes waiting for a refusal. A subscription leaves here when it unsubscribes, so one found
+    // under the lock is alive, and the network thread never holds a reference that could be its
+    // last (the provider's own end could then come on the thread it has to stop).
+    std::map<std::uint32_t, Subscription*> writes_;
     std::set<std::string> claimed_;  // host topics of this process's hosts
 };
 
