@@ -4,11 +4,19 @@
 #include <sched.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "qbrealt/Subscription.h"
 
 namespace vesta {
+
+namespace {
+
+// Idle spells longer than kStayAwake in a row after which the thread sleeps straight away.
+constexpr int kLongIdlesToSleep = 2;
+
+}  // namespace
 
 Dispatcher::Dispatcher() : core_(std::make_shared<Core>()) {
     // The new thread inherits the creator's mask; block everything around the start so that no
@@ -66,7 +74,7 @@ void Dispatcher::WaitForWork(Core& core, std::unique_lock<std::mutex>& lock, int
         return;
     }
     const Clock::time_point idleSince = Clock::now();
-    if (longIdles < 2) {
+    if (longIdles < kLongIdlesToSleep) {
         lock.unlock();
         const Clock::time_point until = idleSince + kStayAwake;
         while (!core.pending.load(std::memory_order_acquire) && Clock::now() < until) {
@@ -77,7 +85,8 @@ void Dispatcher::WaitForWork(Core& core, std::unique_lock<std::mutex>& lock, int
     core.sleeping = true;
     core.wake.wait(lock, [&] { return core.stop || !core.ready.empty(); });
     core.sleeping = false;
-    longIdles = Clock::now() - idleSince < kStayAwake ? 0 : longIdles + 1;
+    longIdles =
+        Clock::now() - idleSince < kStayAwake ? 0 : std::min(longIdles + 1, kLongIdlesToSleep);
 }
 
 void Dispatcher::Run(std::shared_ptr<Core> core) {
