@@ -238,8 +238,10 @@ TEST_F(MqttProcesses, AKilledHostsItemsTurnProcessFailureWithinAKeepalive) {
                 worst);
 }
 
-// The broker crashes while a host counts; after it returns the client has the latest value
-// within 2 s, and between the crash and that fresh value nothing is reported good.
+// The broker crashes while a host counts, and one update goes into the dead connection before the
+// host notices (libmosquitto sends it again after the reconnect, behind the new life's states);
+// after the broker returns the client has the latest value within 2 s, and between the crash and
+// that fresh value nothing is reported good.
 TEST_F(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStaleGoodOne) {
     Session session;
     const std::wstring process = L"crash" + std::to_wstring(::getpid());
@@ -257,12 +259,14 @@ TEST_F(MqttProcesses, AfterABrokerCrashTheClientGetsTheLatestValueAndNeverAStale
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         broker.kill9();
+        counter.update(FlexData(++value));  // before the host has noticed
         const std::size_t before = client.receiver->events(1).size();
         EXPECT_TRUE(client.receiver->waitFor(1, LastQualityIs(VESTA_QUALITY_DISCONNECTED)));
         counter.update(FlexData(++value));  // while the broker is away
         ASSERT_TRUE(broker.start());
         const auto back = std::chrono::steady_clock::now();
-        EXPECT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(value)));
+        EXPECT_TRUE(client.receiver->waitForValue(1, VarData::FromI4(value)))
+            << "latest " << value << ": " << Describe(client.receiver->events(1));
         const double took = Seconds(std::chrono::steady_clock::now() - back);
         worst = std::max(worst, took);
         EXPECT_LT(took, 2.0 + 0.5);  // the reconnect delay, and the run-up of a loaded machine

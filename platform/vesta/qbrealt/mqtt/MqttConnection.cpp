@@ -160,9 +160,16 @@ void Connection::start() {
 void Connection::publish(const std::string& topic, const std::string& payload, int qos,
                          bool retain) {
     std::lock_guard<std::mutex> lock(mutex_);
-    if (mosquitto_publish(mosq_, nullptr, topic.c_str(), static_cast<int>(payload.size()),
-                          payload.data(), qos, retain) == MOSQ_ERR_SUCCESS) {
+    int mid = 0;
+    const int rc = mosquitto_publish(mosq_, &mid, topic.c_str(), static_cast<int>(payload.size()),
+                                     payload.data(), qos, retain);
+    if (rc == MOSQ_ERR_SUCCESS) {
         ++sent_;
+    }
+    // A message with an id is queued even when sending it failed (the connection was just
+    // lost), and goes out again after the next connect.
+    if (retain && qos > 0 && mid != 0) {
+        retainedInFlight_[mid] = topic;
     }
 }
 
@@ -205,6 +212,14 @@ void Connection::OnConnect(mosquitto*, void* self, int rc) {
     // Cleared on success, so that the same failure after a recovery is reported again.
     c->noteError(rc == 0 ? std::string()
                          : std::string("connection refused: ") + mosquitto_connack_string(rc));
+    if (rc == 0) {
+        // Whatever is still unacknowledged was published before this connection and goes out
+        // again after what onConnect publishes now. (Taken here rather than at the loss, which
+        // the handler learns only after libmosquitto: it may publish in between.)
+        std::lock_guard<std::mutex> lock(c->mutex_);
+        c->retainedResent_.merge(c->retainedInFlight_);  // moves the nodes: allocates nothing
+        c->retainedInFlight_.clear();
+    }
     if (rc == 0 && !c->stopping_) {
         c->handler_.onConnect();
     }
@@ -229,8 +244,9 @@ void Connection::OnDisconnect(mosquitto*, void* self, int) {
     }
 }
 
-void Connection::OnPublish(mosquitto*, void* self, int) {
+void Connection::OnPublish(mosquitto*, void* self, int mid) {
     auto* c = static_cast<Connection*>(self);
+    std::string resent;
     {
         std::lock_guard<std::mutex> lock(c->mutex_);
         // A message resent after a reconnect was counted off at the loss already; counting its
@@ -239,10 +255,23 @@ void Connection::OnPublish(mosquitto*, void* self, int) {
         if (c->acked_ < c->sent_) {
             ++c->acked_;
         }
+        c->retainedInFlight_.erase(mid);
+        const auto r = c->retainedResent_.find(mid);
+        if (r != c->retainedResent_.end()) {
+            resent.swap(r->second);
+            c->retainedResent_.erase(r);
+        }
         c->changed_.notify_all();
     }
     if (!c->stopping_) {
         c->handler_.onAcknowledged();
+        if (!resent.empty()) {
+            try {
+                c->handler_.onResentRetained(resent);
+            } catch (...) {
+                // Out of memory: the older state stays until the topic's next message.
+            }
+        }
     }
 }
 

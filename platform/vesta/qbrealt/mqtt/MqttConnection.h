@@ -6,6 +6,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -43,6 +44,11 @@ class Connection {
         virtual void onMessage(const mosquitto_message& message) = 0;
         // The broker took a message; called on the network thread.
         virtual void onAcknowledged() {}
+        // The broker took a retained message on `topic` that was published before the connection
+        // was lost and sent again after it. libmosquitto sends such messages after what
+        // onConnect publishes, so this one may have replaced a newer state: the handler puts the
+        // current one back. Called on the network thread.
+        virtual void onResentRetained(const std::string& topic) { (void)topic; }
     };
 
     // Does not connect yet (start does). `will*` empty: no will. std::runtime_error when
@@ -101,6 +107,11 @@ class Connection {
     bool failedOnce_ = false;
     std::uint64_t sent_ = 0;
     std::uint64_t acked_ = 0;
+    // Retained messages waiting for their acknowledgement, by message id: those of the current
+    // connection, and those published before it, which libmosquitto sends again. (Ids are reused
+    // only after 65535 more messages, long after a resent one has been acknowledged.)
+    std::map<int, std::string> retainedInFlight_;
+    std::map<int, std::string> retainedResent_;
     std::string lastError_;  // the last error libmosquitto reported, logged once per change
 };
 

@@ -240,6 +240,35 @@ void MqttHost::onAcknowledged() {
     }
 }
 
+void MqttHost::onResentRetained(const std::string& topic) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (closed_ || !connected_) {
+        return;  // the next connect publishes everything anyway
+    }
+    if (topic == hostTopic_) {
+        if (registered_) {
+            publishBirthLocked();
+        } else {
+            mqtt::HostMessage dead;
+            dead.generation = generation_;
+            connection_->publish(hostTopic_, mqtt::Encode(dead), 1, true);
+        }
+        return;
+    }
+    if (!registered_) {
+        return;  // its items go out when it registers again
+    }
+    // Rare (only after a loss, and only what was in flight then): a search is cheap enough.
+    for (const auto& entry : items_) {
+        if (entry.second->topic_ == topic) {
+            publishItemLocked(*entry.second, true);
+            return;
+        }
+    }
+    // An item removed since: its removal again.
+    connection_->publish(topic, std::string(), 1, true);
+}
+
 void MqttHost::publishBirthLocked() {
     if (!registered_ || !connected_) {
         return;

@@ -50,6 +50,9 @@ class MqttHost final : public HostBackend,
     void onDisconnect() override;
     void onMessage(const mosquitto_message& message) override;
     void onAcknowledged() override;
+    // A state from before a broker loss reached the broker after the new life's: the host's
+    // birth, or an item's state (or removal), is published again as it is now.
+    void onResentRetained(const std::string& topic) override;
 
   private:
     friend class MqttItem;
