@@ -5,10 +5,11 @@ set -eu
 
 # libcli11-dev and nlohmann-json3-dev are header-only, so one copy serves the i386 build too.
 # clang and its runtimes (libFuzzer and the sanitizers, both architectures) build the fuzz targets.
+# The benchmarks are built for both architectures too (i386 is the product's).
 # The MQTT provider links libmosquitto on both architectures; its tests run a private broker, and
 # make throw-away certificates for its TLS listener with openssl.
 # The installation tests build a host with pkg-config and look into the Debian package.
-packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev ccache libcli11-dev
+packages="cmake make g++ g++-multilib libgtest-dev googletest libbenchmark-dev libbenchmark-dev:i386 ccache libcli11-dev
     nlohmann-json3-dev clang libclang-rt-dev libmosquitto-dev libmosquitto-dev:i386 mosquitto
     openssl pkgconf dpkg-dev"
 
