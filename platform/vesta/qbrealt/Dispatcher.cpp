@@ -14,7 +14,7 @@ namespace vesta {
 namespace {
 
 // Idle spells longer than kStayAwake in a row after which the thread sleeps straight away.
-constexpr int kLongIdlesToSleep = 2;
+constexpr int kLongIdlesToSleep = 4;
 
 }  // namespace
 

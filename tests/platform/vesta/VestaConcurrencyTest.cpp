@@ -138,9 +138,10 @@ TEST(VestaConcurrency, EveryChangeIsDeliveredWhateverThePauseBeforeIt) {
               rt->AddItem((LocalProcess(L"paces") + L"v").c_str(), &subscription, nullptr, 1));
     ASSERT_TRUE(receiver->waitForValue(1, VarData::FromR8(0.0)));
 
-    // Pauses in microseconds, short and long, in an order that also gives two long ones in a
-    // row (after which the thread goes straight to sleep) and a short one after those.
-    const int pauses[] = {0, 20, 60, 90, 110, 150, 250, 400, 1000, 30, 2000, 3000, 5, 120};
+    // Pauses in microseconds, short and long, in an order that also gives more long ones in a
+    // row than the thread stays awake through (it then goes straight to sleep) and a short one
+    // after those.
+    const int pauses[] = {0, 20, 60, 90, 110, 150, 250, 400, 1000, 2000, 3000, 5, 30, 120};
     for (int n = 1; n <= 300; ++n) {
         std::this_thread::sleep_for(std::chrono::microseconds(pauses[n % std::size(pauses)]));
         item.update(FlexData(static_cast<double>(n)));
