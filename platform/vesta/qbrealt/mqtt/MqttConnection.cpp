@@ -15,6 +15,17 @@ namespace mqtt {
 
 namespace {
 
+// Runs what a libmosquitto callback does for its connection: no exception may cross into
+// libmosquitto's C code. The one to expect is std::bad_alloc; what it cut short is set right by
+// the next connect or message (or the client's asking again).
+template <class F>
+void Guarded(F&& f) noexcept {
+    try {
+        f();
+    } catch (...) {
+    }
+}
+
 std::string Env(const char* name) {
     const char* v = std::getenv(name);
     return v == nullptr ? std::string() : std::string(v);
@@ -210,8 +221,10 @@ void Connection::OnConnect(mosquitto*, void* self, int rc) {
     auto* c = static_cast<Connection*>(self);
     c->networkThread_ = std::this_thread::get_id();
     // Cleared on success, so that the same failure after a recovery is reported again.
-    c->noteError(rc == 0 ? std::string()
-                         : std::string("connection refused: ") + mosquitto_connack_string(rc));
+    Guarded([&] {
+        c->noteError(rc == 0 ? std::string()
+                             : std::string("connection refused: ") + mosquitto_connack_string(rc));
+    });
     if (rc == 0) {
         // Whatever is still unacknowledged was published before this connection and goes out
         // again after what onConnect publishes now. (Taken here rather than at the loss, which
@@ -221,7 +234,7 @@ void Connection::OnConnect(mosquitto*, void* self, int rc) {
         c->retainedInFlight_.clear();
     }
     if (rc == 0 && !c->stopping_) {
-        c->handler_.onConnect();
+        Guarded([c] { c->handler_.onConnect(); });
     }
     std::lock_guard<std::mutex> lock(c->mutex_);
     (rc == 0 ? c->up_ : c->failedOnce_) = true;
@@ -240,7 +253,7 @@ void Connection::OnDisconnect(mosquitto*, void* self, int) {
         c->changed_.notify_all();
     }
     if (!c->stopping_) {
-        c->handler_.onDisconnect();
+        Guarded([c] { c->handler_.onDisconnect(); });
     }
 }
 
@@ -264,13 +277,9 @@ void Connection::OnPublish(mosquitto*, void* self, int mid) {
         c->changed_.notify_all();
     }
     if (!c->stopping_) {
-        c->handler_.onAcknowledged();
+        Guarded([c] { c->handler_.onAcknowledged(); });
         if (!resent.empty()) {
-            try {
-                c->handler_.onResentRetained(resent);
-            } catch (...) {
-                // Out of memory: the older state stays until the topic's next message.
-            }
+            Guarded([&] { c->handler_.onResentRetained(resent); });
         }
     }
 }
@@ -284,7 +293,7 @@ void Connection::OnMessage(mosquitto*, void* self, const mosquitto_message* m) {
     auto* c = static_cast<Connection*>(self);
     c->networkThread_ = std::this_thread::get_id();
     if (m != nullptr && !c->stopping_) {
-        c->handler_.onMessage(*m);
+        Guarded([c, m] { c->handler_.onMessage(*m); });
     }
 }
 
@@ -295,7 +304,7 @@ void Connection::OnLog(mosquitto*, void* self, int level, const char* text) {
     if ((level & MOSQ_LOG_ERR) == 0 || text == nullptr) {
         return;
     }
-    static_cast<Connection*>(self)->noteError(text);
+    Guarded([self, text] { static_cast<Connection*>(self)->noteError(text); });
 }
 
 void Connection::noteError(const std::string& text) {
