@@ -45,10 +45,22 @@ class CountingReceiver final : public IVestaRealTimeReceiver {
 
     HRESULT QueryInterface(const GUID& iid, void** out) override {
         *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
-        return *out != nullptr ? S_OK : E_NOINTERFACE;
+        if (*out == nullptr) {
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        return S_OK;
     }
-    std::uint32_t AddRef() override { return 2; }  // lives on the test's stack
-    std::uint32_t Release() override { return 1; }
+    // Counted for real: the provider may let go of its last reference on its own thread, a
+    // moment after the client's last Release has returned.
+    std::uint32_t AddRef() override { return ++refs_; }
+    std::uint32_t Release() override {
+        const std::uint32_t left = --refs_;
+        if (left == 0) {
+            delete this;
+        }
+        return left;
+    }
     HRESULT OnDataChange(long item, std::uint32_t, const VarData* value, std::uint32_t,
                          FILETIME) override {
         check(item);
@@ -69,6 +81,8 @@ class CountingReceiver final : public IVestaRealTimeReceiver {
     }
 
   private:
+    std::atomic<std::uint32_t> refs_{1};
+
     void check(long item) {
         ++notifications;
         if (released[item].load()) {
@@ -81,7 +95,7 @@ TEST(VestaConcurrency, NoNotificationRunsAfterItsItemsReleaseReturns) {
     unsetenv("KA_VESTA_URL");
     IUnknown* session = GetVestaSession();
     ASSERT_NE(nullptr, session) << VestaLastErrorText();
-    CountingReceiver receiver;
+    CountingReceiver& receiver = *new CountingReceiver;  // the test's reference, released last
     IVestaRealTime* rt = nullptr;
     ASSERT_EQ(S_OK, NewVestaRealTime(session, &receiver, &rt));
 
@@ -122,6 +136,7 @@ TEST(VestaConcurrency, NoNotificationRunsAfterItsItemsReleaseReturns) {
     rt->Release();
     host.reset();
     session->Release();
+    receiver.Release();
 }
 
 TEST(VestaConcurrency, EveryChangeIsDeliveredWhateverThePauseBeforeIt) {
