@@ -165,13 +165,49 @@ class Peer {
     bool ready_ = false;
 };
 
+// The receiver of the provider's client side: counts arrivals. Reference-counted, since the
+// provider may let go of it on its own thread after the client has released everything.
+class ArrivalSink final : public IVestaRealTimeReceiver {
+  public:
+    HRESULT QueryInterface(const GUID& iid, void** out) override {
+        *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
+        if (*out == nullptr) {
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        return S_OK;
+    }
+    std::uint32_t AddRef() override { return ++refs_; }
+    std::uint32_t Release() override {
+        const std::uint32_t left = --refs_;
+        if (left == 0) {
+            delete this;
+        }
+        return left;
+    }
+    HRESULT OnDataChange(long, std::uint32_t mask, const VarData* value, std::uint32_t,
+                         FILETIME) override {
+        if ((mask & VESTA_MASK_VALUE) != 0) {
+            arrivals.arrive(value->asInteger());
+        }
+        return S_OK;
+    }
+    HRESULT OnAttributeChange(long, const ITEMDETAILS*) override { return S_OK; }
+    HRESULT OnStatusChange(long, IASTATUS, HRESULT, std::uint32_t) override { return S_OK; }
+
+    Arrivals arrivals;
+
+  private:
+    std::atomic<std::uint32_t> refs_{1};
+};
+
 // The provider's client side in this process: one item of a host in the peer.
-class ProviderReceiver final : public IVestaRealTimeReceiver {
+class ProviderReceiver {
   public:
     explicit ProviderReceiver(const std::string& process) : peer_({"provider", process}) {
         session_ = GetVestaSession();
         if (!peer_.ready() || session_ == nullptr ||
-            NewVestaRealTime(session_, this, &rt_) != S_OK) {
+            NewVestaRealTime(session_, &sink_, &rt_) != S_OK) {
             return;
         }
         const ka::kor::String machine = ka::kor::osdep::GetCachedHostName();
@@ -192,27 +228,18 @@ class ProviderReceiver final : public IVestaRealTimeReceiver {
         if (session_ != nullptr) {
             session_->Release();
         }
+        sink_.Release();
     }
+    ProviderReceiver(const ProviderReceiver&) = delete;
+    ProviderReceiver& operator=(const ProviderReceiver&) = delete;
     bool ready() const { return ready_; }
     Peer& peer() { return peer_; }
 
-    HRESULT QueryInterface(const GUID& iid, void** out) override {
-        *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
-        return *out != nullptr ? S_OK : E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return 2; }
-    std::uint32_t Release() override { return 1; }
-    HRESULT OnDataChange(long, std::uint32_t mask, const VarData* value, std::uint32_t,
-                         FILETIME) override {
-        if ((mask & VESTA_MASK_VALUE) != 0) {
-            arrivals.arrive(value->asInteger());
-        }
-        return S_OK;
-    }
-    HRESULT OnAttributeChange(long, const ITEMDETAILS*) override { return S_OK; }
-    HRESULT OnStatusChange(long, IASTATUS, HRESULT, std::uint32_t) override { return S_OK; }
+  private:
+    ArrivalSink& sink_ = *new ArrivalSink;  // this side's reference
 
-    Arrivals arrivals;
+  public:
+    Arrivals& arrivals = sink_.arrivals;
 
   private:
     Peer peer_;

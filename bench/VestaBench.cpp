@@ -51,15 +51,26 @@ long ResidentKiB() {
     return 0;
 }
 
-// A receiver that stamps the arrival of each value and lets a waiter know.
+// A receiver that stamps the arrival of each value and lets a waiter know. Reference-counted:
+// the provider may let go of it on its own thread after the fixture has released everything.
 class StampingReceiver final : public IVestaRealTimeReceiver {
   public:
     HRESULT QueryInterface(const GUID& iid, void** out) override {
         *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
-        return *out != nullptr ? S_OK : E_NOINTERFACE;
+        if (*out == nullptr) {
+            return E_NOINTERFACE;
+        }
+        AddRef();
+        return S_OK;
     }
-    std::uint32_t AddRef() override { return 2; }
-    std::uint32_t Release() override { return 1; }
+    std::uint32_t AddRef() override { return ++refs_; }
+    std::uint32_t Release() override {
+        const std::uint32_t left = --refs_;
+        if (left == 0) {
+            delete this;
+        }
+        return left;
+    }
     HRESULT OnDataChange(long, std::uint32_t mask, const VarData* value, std::uint32_t,
                          FILETIME) override {
         if ((mask & VESTA_MASK_VALUE) == 0) {
@@ -95,6 +106,9 @@ class StampingReceiver final : public IVestaRealTimeReceiver {
     double lastValue = -1;
     long delivered = 0;
     int slowMicros = 0;
+
+  private:
+    std::atomic<std::uint32_t> refs_{1};
 };
 
 // A host with one F64 item and a client subscribed to it.
@@ -116,11 +130,12 @@ struct Fixture {
         rt->Release();
         host.reset();
         session->Release();
+        receiver.Release();
     }
     IUnknown* session = nullptr;
     std::unique_ptr<vesta::ItemHost> host;
     vesta::ItemHost::Item item;
-    StampingReceiver receiver;
+    StampingReceiver& receiver = *new StampingReceiver;  // the fixture's reference
     IVestaRealTime* rt = nullptr;
     IVestaRealTimeItem* client = nullptr;
 };
