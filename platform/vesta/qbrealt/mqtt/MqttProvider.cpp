@@ -53,8 +53,17 @@ std::shared_ptr<MqttProvider> MqttProvider::Instance(const std::string& url,
                                                      const mqtt::Settings& settings) {
     static std::mutex mutex;
     static std::map<std::string, std::weak_ptr<MqttProvider>> current;
+    // Keyed by every setting, not the URL alone: a session asked for with another CA file or
+    // login must not get a provider made with the old ones (one may outlive its last session
+    // for a moment, until its delivery thread lets go of it).
+    std::string key = url;
+    for (const std::string* part :
+         {&settings.caFile, &settings.user, &settings.password, &settings.clientId}) {
+        key += '\0' + *part;
+    }
+    key += '\0' + std::to_string(settings.keepalive);
     std::lock_guard<std::mutex> lock(mutex);
-    std::weak_ptr<MqttProvider>& slot = current[url];
+    std::weak_ptr<MqttProvider>& slot = current[key];
     std::shared_ptr<MqttProvider> p = slot.lock();
     if (!p) {
         p.reset(new MqttProvider(settings));
