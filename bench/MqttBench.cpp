@@ -35,6 +35,7 @@
 #include "TestBroker.h"
 #include "ka/kor/FlexData.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
+#include "vesta/CountedReceiver.h"
 #include "vesta/VestaRealTime.h"
 
 namespace {
@@ -165,26 +166,9 @@ class Peer {
     bool ready_ = false;
 };
 
-// The receiver of the provider's client side: counts arrivals. Reference-counted, since the
-// provider may let go of it on its own thread after the client has released everything.
-class ArrivalSink final : public IVestaRealTimeReceiver {
+// The receiver of the provider's client side: counts arrivals.
+class ArrivalSink final : public vesta::CountedReceiver {
   public:
-    HRESULT QueryInterface(const GUID& iid, void** out) override {
-        *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
-        if (*out == nullptr) {
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        return S_OK;
-    }
-    std::uint32_t AddRef() override { return ++refs_; }
-    std::uint32_t Release() override {
-        const std::uint32_t left = --refs_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
     HRESULT OnDataChange(long, std::uint32_t mask, const VarData* value, std::uint32_t,
                          FILETIME) override {
         if ((mask & VESTA_MASK_VALUE) != 0) {
@@ -196,9 +180,6 @@ class ArrivalSink final : public IVestaRealTimeReceiver {
     HRESULT OnStatusChange(long, IASTATUS, HRESULT, std::uint32_t) override { return S_OK; }
 
     Arrivals arrivals;
-
-  private:
-    std::atomic<std::uint32_t> refs_{1};
 };
 
 // The provider's client side in this process: one item of a host in the peer.

@@ -7,12 +7,10 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -21,6 +19,7 @@
 #include <vector>
 
 #include "ka/kor/FlexData.h"
+#include "vesta/CountedReceiver.h"
 #include "vesta/ItemHost.h"
 #include "vesta/VestaRealTime.h"
 
@@ -51,26 +50,9 @@ long ResidentKiB() {
     return 0;
 }
 
-// A receiver that stamps the arrival of each value and lets a waiter know. Reference-counted:
-// the provider may let go of it on its own thread after the fixture has released everything.
-class StampingReceiver final : public IVestaRealTimeReceiver {
+// A receiver that stamps the arrival of each value and lets a waiter know.
+class StampingReceiver final : public vesta::CountedReceiver {
   public:
-    HRESULT QueryInterface(const GUID& iid, void** out) override {
-        *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
-        if (*out == nullptr) {
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        return S_OK;
-    }
-    std::uint32_t AddRef() override { return ++refs_; }
-    std::uint32_t Release() override {
-        const std::uint32_t left = --refs_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
     HRESULT OnDataChange(long, std::uint32_t mask, const VarData* value, std::uint32_t,
                          FILETIME) override {
         if ((mask & VESTA_MASK_VALUE) == 0) {
@@ -106,9 +88,6 @@ class StampingReceiver final : public IVestaRealTimeReceiver {
     double lastValue = -1;
     long delivered = 0;
     int slowMicros = 0;
-
-  private:
-    std::atomic<std::uint32_t> refs_{1};
 };
 
 // A host with one F64 item and a client subscribed to it.

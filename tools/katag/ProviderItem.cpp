@@ -1,9 +1,9 @@
 #include "ProviderItem.h"
 
-#include <atomic>
 #include <cstring>
 
 #include "Commands.h"
+#include "vesta/CountedReceiver.h"
 
 namespace katag {
 
@@ -21,26 +21,8 @@ std::string AbsoluteURL(const std::string& url) {
 }  // namespace
 
 // Hears the one item's status and attributes; values are the product's business here.
-class ProviderItem::Receiver final : public IVestaRealTimeReceiver {
+class ProviderItem::Receiver final : public vesta::CountedReceiver {
   public:
-    HRESULT QueryInterface(const GUID& iid, void** out) override {
-        if (std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ||
-            std::memcmp(&iid, &IID_IUnknown, sizeof iid) == 0) {
-            *out = this;
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return ++refs_; }
-    std::uint32_t Release() override {
-        const std::uint32_t left = --refs_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
     HRESULT OnDataChange(long, std::uint32_t, const VarData*, std::uint32_t, FILETIME) override {
         return S_OK;
     }
@@ -64,8 +46,7 @@ class ProviderItem::Receiver final : public IVestaRealTimeReceiver {
     IASTATUS status = IASTATUS_INACTIVE;
 
   private:
-    ~Receiver() = default;
-    std::atomic<std::uint32_t> refs_{1};
+    ~Receiver() override = default;
 };
 
 ProviderItem::ProviderItem(const std::string& url) : receiver_(new Receiver) {

@@ -1,33 +1,20 @@
 // A client written against the provider's interface headers and nothing else: it hosts an item in
 // this process, subscribes to it and expects status, attributes and value in that order.
 // Exit status 0 on success; the first failure is printed.
-#include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <mutex>
 #include <string>
 #include <thread>
 
+#include "vesta/CountedReceiver.h"
 #include "vesta/ItemHost.h"
 #include "vesta/VestaRealTime.h"
 
 namespace {
 
-class Receiver final : public IVestaRealTimeReceiver {
+class Receiver final : public vesta::CountedReceiver {
   public:
-    HRESULT QueryInterface(const GUID& iid, void** out) override {
-        if (std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ||
-            std::memcmp(&iid, &IID_IUnknown, sizeof iid) == 0) {
-            *out = this;
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return ++refs_; }
-    std::uint32_t Release() override { return --refs_; }  // on the stack: never deleted
     HRESULT OnDataChange(long, std::uint32_t mask, const VarData* value, std::uint32_t quality,
                          FILETIME) override {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -57,7 +44,6 @@ class Receiver final : public IVestaRealTimeReceiver {
     }
 
   private:
-    std::atomic<std::uint32_t> refs_{1};
     std::mutex mutex_;
     std::string seen_;
 };
@@ -82,7 +68,7 @@ int main() {
         vesta::ItemHost host(session, L"header_only");
         host.createItem(L"room.temperature", ka::kor::FlexData(21.5), VESTA_ACCESS_READ,
                         L"Room temperature");
-        Receiver receiver;
+        Receiver& receiver = *new Receiver;  // this function's reference, released at the end
         IVestaRealTime* rt = nullptr;
         if (NewVestaRealTime(session, &receiver, &rt) != S_OK) {
             return Fail("NewVestaRealTime");
@@ -104,6 +90,7 @@ int main() {
         }
         item->Release();
         rt->Release();
+        receiver.Release();
     }
     session->Release();
     VestaSocketCleanup();

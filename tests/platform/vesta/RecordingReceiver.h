@@ -8,7 +8,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -16,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "vesta/CountedReceiver.h"
 #include "vesta/VestaRealTime.h"
 
 namespace vesta_test {
@@ -87,32 +87,13 @@ class Gate {
     bool open_ = false;
 };
 
-class RecordingReceiver final : public IVestaRealTimeReceiver {
+class RecordingReceiver final : public vesta::CountedReceiver {
   public:
     typedef std::function<void(const Event&)> Hook;
 
     // One reference for the caller. `destroyed`, when given, is set by the destructor.
     static RecordingReceiver* Create(std::atomic<bool>* destroyed = nullptr) {
         return new RecordingReceiver(destroyed);
-    }
-
-    HRESULT QueryInterface(const GUID& iid, void** out) override {
-        if (std::memcmp(&iid, &IID_IUnknown, sizeof(GUID)) == 0 ||
-            std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof(GUID)) == 0) {
-            *out = static_cast<IVestaRealTimeReceiver*>(this);
-            AddRef();
-            return S_OK;
-        }
-        *out = nullptr;
-        return E_NOINTERFACE;
-    }
-    std::uint32_t AddRef() override { return refs_.fetch_add(1) + 1; }
-    std::uint32_t Release() override {
-        const std::uint32_t left = refs_.fetch_sub(1) - 1;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
     }
 
     HRESULT OnDataChange(long item, std::uint32_t mask, const VarData* value, std::uint32_t quality,
@@ -181,7 +162,7 @@ class RecordingReceiver final : public IVestaRealTimeReceiver {
 
   private:
     explicit RecordingReceiver(std::atomic<bool>* destroyed) : destroyed_(destroyed) {}
-    ~RecordingReceiver() {
+    ~RecordingReceiver() override {
         if (destroyed_ != nullptr) {
             destroyed_->store(true);
         }
@@ -213,7 +194,6 @@ class RecordingReceiver final : public IVestaRealTimeReceiver {
         return S_OK;
     }
 
-    std::atomic<std::uint32_t> refs_{1};
     std::atomic<bool>* destroyed_;
     mutable std::mutex mutex_;
     mutable std::condition_variable cv_;

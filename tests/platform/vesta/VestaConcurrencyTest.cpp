@@ -5,7 +5,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -18,6 +17,7 @@
 #include "ka/kor/FlexData.h"
 #include "ka/kor/osdep/GetCachedHostName.h"
 #include "ka/kor/osdep/ThreadTestSupport.h"
+#include "vesta/CountedReceiver.h"
 #include "vesta/ItemHost.h"
 #include "vesta/VestaRealTime.h"
 
@@ -37,30 +37,12 @@ std::wstring LocalProcess(const std::wstring& process) {
 
 // Client handle = thread * kRounds + round. Counts, per handle, whether its Release has returned,
 // and every notification that began or ended after that.
-class CountingReceiver final : public IVestaRealTimeReceiver {
+class CountingReceiver final : public vesta::CountedReceiver {
   public:
     std::atomic<bool> released[kThreads * kRounds] = {};
     std::atomic<int> late{0};
     std::atomic<long> notifications{0};
 
-    HRESULT QueryInterface(const GUID& iid, void** out) override {
-        *out = std::memcmp(&iid, &IID_IVESTAREALTIMERECEIVER, sizeof iid) == 0 ? this : nullptr;
-        if (*out == nullptr) {
-            return E_NOINTERFACE;
-        }
-        AddRef();
-        return S_OK;
-    }
-    // Counted for real: the provider may let go of its last reference on its own thread, a
-    // moment after the client's last Release has returned.
-    std::uint32_t AddRef() override { return ++refs_; }
-    std::uint32_t Release() override {
-        const std::uint32_t left = --refs_;
-        if (left == 0) {
-            delete this;
-        }
-        return left;
-    }
     HRESULT OnDataChange(long item, std::uint32_t, const VarData* value, std::uint32_t,
                          FILETIME) override {
         check(item);
@@ -81,8 +63,6 @@ class CountingReceiver final : public IVestaRealTimeReceiver {
     }
 
   private:
-    std::atomic<std::uint32_t> refs_{1};
-
     void check(long item) {
         ++notifications;
         if (released[item].load()) {
